@@ -1,0 +1,98 @@
+#include "app/AppDelegate.h"
+
+#include "app/StatusMenu.h"
+#include "app/TrayIcon.h"
+#include "platform/loginitem/LoginItem.h"
+
+#include <QCoreApplication>
+#include <QSystemTrayIcon>
+
+namespace tessary {
+
+using namespace Qt::StringLiterals;
+
+AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
+    : QObject(parent)
+    , m_environment(std::move(environment))
+    , m_settingsStore(*m_environment.defaults, [this](bool launches) {
+        return !m_environment.loginItem || !m_environment.loginItem->setRegistered(launches).has_value();
+    }) {}
+
+AppDelegate::~AppDelegate() {
+    applicationWillTerminate();
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    if (m_running) {
+        return;
+    }
+    m_running = true;
+
+    // Migration first, so that no later write of the settings store can hide an older value.
+    PreferencesMigration::run(*m_environment.defaults, m_environment.openFormerSuite);
+    // The store read the blob before the migration could copy it in; read again.
+    m_settingsStore.setSettings(
+        SettingsCodec::decode(m_environment.defaults->value(QLatin1StringView(PreferenceKeys::settings)).toByteArray()));
+
+    const TessarySettings& settings = m_settingsStore.settings();
+    m_verboseLogging = settings.verboseLogging;
+    m_localization = Localization::forSetting(settings.language);
+
+    observeSettings();
+
+    StatusMenu::Actions actions;
+    actions.quit = [] { QCoreApplication::quit(); };
+    m_statusMenu = std::make_unique<StatusMenu>(m_model, actions);
+    m_statusMenu->setLocalization(m_localization);
+    if (m_environment.showsTrayIcon) {
+        // Without a tray host the program runs on; its surfaces are what the user sees.
+        m_trayIcon = std::make_unique<QSystemTrayIcon>(makeTrayIcon());
+        m_trayIcon->setToolTip(u"Tessary"_s);
+        m_trayIcon->setContextMenu(m_statusMenu->menu());
+        if (QSystemTrayIcon::isSystemTrayAvailable()) {
+            m_trayIcon->show();
+        }
+    }
+}
+
+void AppDelegate::applicationWillTerminate() {
+    if (!m_running) {
+        return;
+    }
+    m_running = false;
+    if (m_trayIcon) {
+        m_trayIcon->hide();
+    }
+    m_trayIcon.reset();
+    m_statusMenu.reset();
+}
+
+void AppDelegate::openSettings(SettingsSection section) {
+    emit settingsRequested(section);
+    if (m_trayIcon && m_trayIcon->isVisible()) {
+        m_trayIcon->showMessage(u"Tessary"_s, m_localization.text(u"Tessary is running"_s),
+                                QSystemTrayIcon::Information, 3000);
+    }
+}
+
+void AppDelegate::observeSettings() {
+    // The store publishes only values that differ from the last one.
+    connect(&m_settingsStore, &SettingsStore::settingsChanged, this,
+            [this](const TessarySettings& settings) { applySettings(settings); });
+}
+
+void AppDelegate::applySettings(const TessarySettings& settings) {
+    if (settings.verboseLogging != m_verboseLogging) {
+        m_verboseLogging = settings.verboseLogging;
+    }
+    const Localization localization = Localization::forSetting(settings.language);
+    if (localization != m_localization) {
+        m_localization = localization;
+        if (m_statusMenu) {
+            m_statusMenu->setLocalization(m_localization);
+        }
+    }
+    emit settingsApplied();
+}
+
+} // namespace tessary

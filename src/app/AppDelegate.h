@@ -1,0 +1,73 @@
+#pragma once
+
+#include "app/AppModel.h"
+#include "core/localization/Localization.h"
+#include "core/settings/PreferencesMigration.h"
+#include "core/settings/SettingsStore.h"
+#include "modulekit/ModuleEventBus.h"
+
+#include <QObject>
+#include <QSettings>
+
+#include <memory>
+
+class QSystemTrayIcon;
+
+namespace tessary {
+
+class LoginItem;
+class StatusMenu;
+
+enum class SettingsSection { general, displays, widgets, advanced };
+
+// The seams the program runs on; main hands in the real ones, tests their own.
+struct AppEnvironment {
+    QSettings* defaults = nullptr;
+    LoginItem* loginItem = nullptr;
+    PreferencesMigration::FormerSuiteOpener openFormerSuite = PreferencesMigration::openFormerSuite;
+    bool showsTrayIcon = true;
+};
+
+// Owns every long-lived object, starts them in a fixed order and stops them in another.
+class AppDelegate final : public QObject {
+    Q_OBJECT
+public:
+    explicit AppDelegate(AppEnvironment environment, QObject* parent = nullptr);
+    ~AppDelegate() override;
+    AppDelegate(const AppDelegate&) = delete;
+    AppDelegate& operator=(const AppDelegate&) = delete;
+    AppDelegate(AppDelegate&&) = delete;
+    AppDelegate& operator=(AppDelegate&&) = delete;
+
+    void applicationDidFinishLaunching();
+    void applicationWillTerminate();
+    void openSettings(SettingsSection section);
+
+    [[nodiscard]] AppModel& model() { return m_model; }
+    [[nodiscard]] SettingsStore& settingsStore() { return m_settingsStore; }
+    [[nodiscard]] ModuleEventBus& bus() { return m_bus; }
+    [[nodiscard]] const Localization& localization() const { return m_localization; }
+    [[nodiscard]] StatusMenu* statusMenu() const { return m_statusMenu.get(); }
+    [[nodiscard]] bool isRunning() const { return m_running; }
+
+signals:
+    // Emitted for every settings change after the system has reacted to it.
+    void settingsApplied();
+    void settingsRequested(tessary::SettingsSection section);
+
+private:
+    void observeSettings();
+    void applySettings(const TessarySettings& settings);
+
+    AppEnvironment m_environment;
+    AppModel m_model;
+    SettingsStore m_settingsStore;
+    ModuleEventBus m_bus;
+    Localization m_localization;
+    bool m_verboseLogging = false;
+    bool m_running = false;
+    std::unique_ptr<StatusMenu> m_statusMenu;
+    std::unique_ptr<QSystemTrayIcon> m_trayIcon;
+};
+
+} // namespace tessary

@@ -1,0 +1,35 @@
+#include "app/AppDelegate.h"
+#include "app/SingleInstance.h"
+#include "app/TessaryApplication.h"
+#include "app/UnixSignals.h"
+#include "platform/loginitem/linux/XdgAutostartLoginItem.h"
+
+#include <QSettings>
+
+int main(int argc, char** argv) {
+    using namespace tessary;
+    TessaryApplication application(argc, argv);
+
+    SingleInstance instance;
+    switch (instance.claim()) {
+    case SingleInstance::Role::handedOver:
+        return 0;
+    case SingleInstance::Role::failed:
+    case SingleInstance::Role::primary:
+        break; // a failed claim still runs: better two instances than none
+    }
+
+    QSettings defaults; // organization and application "Tessary": ~/.config/Tessary/Tessary.conf
+    XdgAutostartLoginItem loginItem;
+    AppDelegate delegate(AppEnvironment{&defaults, &loginItem});
+
+    UnixSignals signals_;
+    QObject::connect(&signals_, &UnixSignals::terminationRequested, &application, [] { QCoreApplication::quit(); });
+    QObject::connect(&instance, &SingleInstance::activationRequested, &delegate,
+                     [&delegate] { delegate.openSettings(SettingsSection::general); });
+    QObject::connect(&application, &QCoreApplication::aboutToQuit, &delegate,
+                     [&delegate] { delegate.applicationWillTerminate(); });
+
+    delegate.applicationDidFinishLaunching();
+    return TessaryApplication::exec();
+}

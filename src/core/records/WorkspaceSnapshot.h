@@ -1,0 +1,60 @@
+#pragma once
+
+// The read state of the screen: displays, windows, the active ones and the cursor.
+// All geometry is in one global space with y growing downward.
+
+#include <QDateTime>
+#include <QPointF>
+#include <QRectF>
+#include <QString>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace tessary {
+
+struct DisplaySnapshot {
+    QString id;
+    QString name;
+    QRectF frame;
+    QRectF visibleFrame; // without panels and docks
+    double scale = 1;
+    bool isMain = false;
+    std::optional<QRectF> notchFrame;
+    bool operator==(const DisplaySnapshot&) const = default;
+};
+
+enum class WindowObservationSource { coreGraphics, accessibility };
+
+struct WindowSnapshot {
+    std::uint32_t id = 0;
+    std::int32_t ownerPID = 0;
+    QString ownerName;
+    std::optional<QString> title;
+    QRectF frame;
+    int layer = 0;
+    double alpha = 1;
+    bool isOnScreen = true;
+    bool isFocused = false;
+    bool isMinimized = false;
+    bool isFullScreen = false;
+    std::optional<QString> role;
+    std::optional<QString> subrole;
+    WindowObservationSource observationSource = WindowObservationSource::coreGraphics;
+    bool operator==(const WindowSnapshot&) const = default;
+};
+
+struct WorkspaceSnapshot {
+    std::vector<DisplaySnapshot> displays;
+    DisplaySnapshot activeDisplay;
+    std::vector<WindowSnapshot> windows;
+    std::optional<WindowSnapshot> activeWindow;
+    QString activeApplicationName;
+    bool hasAccessibilityAccess = true;
+    QPointF cursorLocation;
+    QDateTime capturedAt;
+    bool operator==(const WorkspaceSnapshot&) const = default;
+};
+
+} // namespace tessary
