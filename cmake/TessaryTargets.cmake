@@ -105,3 +105,34 @@ function(tessary_test name)
   set_tests_properties(${name} PROPERTIES ENVIRONMENT "${env}" TIMEOUT ${ARG_TIMEOUT}
                        LABELS "${ARG_LABELS}")
 endfunction()
+
+# tessary_fuzz_target(<name> SOURCES ... LINKS ... CORPUS <folder>)
+# The sources define LLVMFuzzerTestOneInput. In normal builds the target replays its corpus as a
+# CTest test (so every `make test` runs it under the sanitizers); with TESSARY_BUILD_FUZZ it is a
+# libFuzzer binary.
+function(tessary_fuzz_target name)
+  cmake_parse_arguments(ARG "" "CORPUS" "SOURCES;LINKS" ${ARGN})
+  add_executable(fuzz_${name} ${ARG_SOURCES})
+  target_link_libraries(fuzz_${name} PRIVATE tessary_compile_settings ${ARG_LINKS})
+  target_include_directories(fuzz_${name} PRIVATE "${PROJECT_SOURCE_DIR}/src")
+  if(TESSARY_BUILD_FUZZ)
+    target_compile_options(fuzz_${name} PRIVATE -fsanitize=fuzzer,address,undefined)
+    target_link_options(fuzz_${name} PRIVATE -fsanitize=fuzzer,address,undefined)
+  else()
+    target_sources(fuzz_${name} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/support/ReplayMain.cpp")
+    if(TESSARY_BUILD_TESTS)
+      add_test(NAME fuzz_${name} COMMAND fuzz_${name} "${ARG_CORPUS}")
+      set_tests_properties(fuzz_${name} PROPERTIES LABELS fuzz ENVIRONMENT
+        "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp")
+    endif()
+  endif()
+  set_property(GLOBAL APPEND PROPERTY TESSARY_FUZZ_TARGETS fuzz_${name})
+endfunction()
+
+# tessary_benchmark(<name> SOURCES ... LINKS ...): a Google Benchmark binary run by `make bench`.
+function(tessary_benchmark name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+  add_executable(bench_${name} ${ARG_SOURCES})
+  target_link_libraries(bench_${name} PRIVATE tessary_compile_settings benchmark::benchmark ${ARG_LINKS})
+  target_include_directories(bench_${name} PRIVATE "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}/bench")
+endfunction()
