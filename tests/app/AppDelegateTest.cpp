@@ -1,0 +1,154 @@
+#include "app/AppDelegate.h"
+#include "app/StatusMenu.h"
+#include "platform/loginitem/fake/FakeLoginItem.h"
+
+#include <QApplication>
+#include <QMenu>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+using namespace tessary;
+using namespace Qt::StringLiterals;
+
+class AppDelegateTest : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void launchMigratesBeforeReadingSettings();
+    void equalSettingsCauseNoReaction();
+    void languageChangeRelabelsTheMenu();
+    void loginItemFollowsTheSetting();
+    void menuListsItsEntriesInOrder();
+    void problemSectionShowsTheError();
+    void quitEntryEndsTheEventLoop();
+
+private:
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<QSettings> m_defaults;
+    FakeLoginItem m_loginItem;
+    QString m_suitePath;
+    std::unique_ptr<AppDelegate> makeDelegate();
+};
+
+namespace {
+QStringList entries(QMenu* menu) {
+    QStringList result;
+    for (QAction* action : menu->actions()) {
+        result.append(action->isSeparator() && action->text().isEmpty() ? u"--"_s : action->text());
+    }
+    return result;
+}
+QAction* entry(QMenu* menu, const QString& text) {
+    for (QAction* action : menu->actions()) {
+        if (action->text() == text) {
+            return action;
+        }
+    }
+    return nullptr;
+}
+} // namespace
+
+void AppDelegateTest::init() {
+    m_dir = std::make_unique<QTemporaryDir>();
+    m_defaults = std::make_unique<QSettings>(m_dir->filePath(u"Tessary.conf"_s), QSettings::IniFormat);
+    m_suitePath = m_dir->filePath(u"CorvaneApp.conf"_s);
+    m_loginItem.registered = false;
+    m_loginItem.calls = 0;
+}
+
+std::unique_ptr<AppDelegate> AppDelegateTest::makeDelegate() {
+    AppEnvironment environment;
+    environment.defaults = m_defaults.get();
+    environment.loginItem = &m_loginItem;
+    environment.openFormerSuite = [path = m_suitePath] {
+        return std::make_unique<QSettings>(path, QSettings::IniFormat);
+    };
+    environment.showsTrayIcon = false;
+    return std::make_unique<AppDelegate>(environment);
+}
+
+void AppDelegateTest::launchMigratesBeforeReadingSettings() {
+    {
+        QSettings suite(m_suitePath, QSettings::IniFormat);
+        suite.setValue(u"corvane.settings.v1"_s, QByteArray(R"({"bubbleSize":"large","language":"es"})"));
+    }
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    QCOMPARE(delegate->settingsStore().settings().bubbleSize, BubbleSize::large);
+    QCOMPARE(delegate->localization().language(), AppLanguage::spanish);
+}
+
+void AppDelegateTest::equalSettingsCauseNoReaction() {
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    QSignalSpy applied(delegate.get(), &AppDelegate::settingsApplied);
+    delegate->settingsStore().setSettings(delegate->settingsStore().settings());
+    QCOMPARE(applied.size(), 0);
+    TessarySettings changed = delegate->settingsStore().settings();
+    changed.reducesMotion = true;
+    delegate->settingsStore().setSettings(changed);
+    QCOMPARE(applied.size(), 1);
+}
+
+void AppDelegateTest::languageChangeRelabelsTheMenu() {
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    TessarySettings settings = delegate->settingsStore().settings();
+    settings.language = AppLanguage::portuguese;
+    delegate->settingsStore().setSettings(settings);
+    QVERIFY(entry(delegate->statusMenu()->menu(), u"Sair do Tessary"_s));
+    settings.language = AppLanguage::english;
+    delegate->settingsStore().setSettings(settings);
+    QVERIFY(entry(delegate->statusMenu()->menu(), u"Quit Tessary"_s));
+}
+
+void AppDelegateTest::loginItemFollowsTheSetting() {
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    TessarySettings settings = delegate->settingsStore().settings();
+    settings.launchesAtLogin = true;
+    delegate->settingsStore().setSettings(settings);
+    QVERIFY(m_loginItem.registered);
+    settings.reducesMotion = true; // another field: the login item is left alone
+    delegate->settingsStore().setSettings(settings);
+    QCOMPARE(m_loginItem.calls, 1);
+}
+
+void AppDelegateTest::menuListsItsEntriesInOrder() {
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    QMenu* menu = delegate->statusMenu()->menu();
+    // No accessibility permission exists on this platform, and no notch is docked.
+    QCOMPARE(entries(menu), (QStringList{u"--"_s, u"--"_s, u"Settings…"_s, u"Check for Updates…"_s, u"--"_s,
+                                         u"Quit Tessary"_s}));
+    QVERIFY(!entry(menu, u"Check for Updates…"_s)->isEnabled()); // no updater on this platform
+    QVERIFY(entry(menu, u"Quit Tessary"_s)->isEnabled());
+
+    delegate->model().setHasDockedNotch(true);
+    QVERIFY(entry(menu, u"Edit notch…"_s));
+}
+
+void AppDelegateTest::problemSectionShowsTheError() {
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    delegate->model().setLastError(u"The displays could not be read."_s);
+    QMenu* menu = delegate->statusMenu()->menu();
+    QCOMPARE(entries(menu).mid(0, 2), (QStringList{u"Problem"_s, u"The displays could not be read."_s}));
+    delegate->model().setLastError(std::nullopt);
+    QVERIFY(!entry(menu, u"Problem"_s));
+}
+
+void AppDelegateTest::quitEntryEndsTheEventLoop() {
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    QSignalSpy quitting(qApp, &QCoreApplication::aboutToQuit);
+    QTimer::singleShot(0, this, [&] { entry(delegate->statusMenu()->menu(), u"Quit Tessary"_s)->trigger(); });
+    QTimer::singleShot(5000, qApp, [] { QCoreApplication::exit(1); }); // guard
+    QCOMPARE(QCoreApplication::exec(), 0);
+    QCOMPARE(quitting.size(), 1);
+}
+
+QTEST_MAIN(AppDelegateTest)
+#include "AppDelegateTest.moc"
