@@ -8,6 +8,7 @@
 #include <QRectF>
 #include <QString>
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -23,6 +24,18 @@ struct DisplaySnapshot {
     bool isMain = false;
     std::optional<QRectF> notchFrame;
     bool operator==(const DisplaySnapshot&) const = default;
+
+    // The notch, or where one would stand: a band at the top centre as high as the menu bar
+    // (32 when the display has none), so that docking works the same on every display.
+    [[nodiscard]] QRectF effectiveNotchFrame() const {
+        if (notchFrame) {
+            return *notchFrame;
+        }
+        const double width = std::min(frame.width(), 180.0);
+        const double menuBarHeight = visibleFrame.top() - frame.top();
+        const double height = menuBarHeight > 0 ? menuBarHeight : 32.0;
+        return {frame.center().x() - width / 2, frame.top(), width, height};
+    }
 };
 
 enum class WindowObservationSource { coreGraphics, accessibility };
@@ -55,6 +68,13 @@ struct WorkspaceSnapshot {
     QPointF cursorLocation;
     QDateTime capturedAt;
     bool operator==(const WorkspaceSnapshot&) const = default;
+
+    // Same displays, same active display and the same windows in the same places: a moved
+    // window is a change, so the refresh stays fast while windows move.
+    [[nodiscard]] bool hasSameTopology(const WorkspaceSnapshot& other) const {
+        return displays == other.displays && activeDisplay.id == other.activeDisplay.id &&
+               windows == other.windows;
+    }
 };
 
 } // namespace tessary
