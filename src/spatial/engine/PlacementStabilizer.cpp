@@ -13,7 +13,8 @@ const PlacementCandidate* closestCandidate(const SpatialPlan& plan, const Surfac
     const PlacementCandidate* closest = nullptr;
     double closestDistance = 0;
     for (const PlacementCandidate& candidate : plan.candidates) {
-        if (candidate.placement.displayID != previous.displayID || candidate.placement.kind != previous.kind) {
+        if (candidate.placement.displayID != previous.displayID ||
+            candidate.placement.kind != previous.kind) {
             continue;
         }
         const double distance = spatial::midpointDistance(candidate.placement.frame, previous.frame);

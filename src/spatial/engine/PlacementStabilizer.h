@@ -26,8 +26,8 @@ public:
     // `previousPlacementSince` is when the previous placement began, unknown when absent.
     [[nodiscard]] LayoutDecision decide(const SpatialPlan& plan, PlacementMode mode,
                                         const std::optional<SurfacePlacement>& previousPlacement,
-                                        const std::optional<QDateTime>& previousPlacementSince, const QDateTime& now,
-                                        bool isPointerOver) const;
+                                        const std::optional<QDateTime>& previousPlacementSince,
+                                        const QDateTime& now, bool isPointerOver) const;
 
 private:
     SpatialConfiguration m_configuration;

@@ -33,11 +33,14 @@ void RectangleSubtractor::subtract(const std::vector<QRectF>& rectangles, const 
                 scratch.push_back(piece);
                 continue;
             }
-            appendIfLargeEnough(scratch, QRectF(piece.left(), piece.top(), piece.width(), cut.top() - piece.top()));
             appendIfLargeEnough(scratch,
-                                QRectF(piece.left(), cut.bottom(), piece.width(), piece.bottom() - cut.bottom()));
-            appendIfLargeEnough(scratch, QRectF(piece.left(), cut.top(), cut.left() - piece.left(), cut.height()));
-            appendIfLargeEnough(scratch, QRectF(cut.right(), cut.top(), piece.right() - cut.right(), cut.height()));
+                                QRectF(piece.left(), piece.top(), piece.width(), cut.top() - piece.top()));
+            appendIfLargeEnough(
+                scratch, QRectF(piece.left(), cut.bottom(), piece.width(), piece.bottom() - cut.bottom()));
+            appendIfLargeEnough(scratch,
+                                QRectF(piece.left(), cut.top(), cut.left() - piece.left(), cut.height()));
+            appendIfLargeEnough(scratch,
+                                QRectF(cut.right(), cut.top(), piece.right() - cut.right(), cut.height()));
         }
         pieces.swap(scratch);
         if (pieces.empty()) {

@@ -17,8 +17,8 @@ struct EnumTable<RailSide> {
 };
 
 struct SpatialConfiguration {
-    double outerMargin = 12;     // inset of the visible frame that gives the working area
-    double windowClearance = 8;  // how far around a window counts as occupied
+    double outerMargin = 12;    // inset of the visible frame that gives the working area
+    double windowClearance = 8; // how far around a window counts as occupied
     double railWidth = 220;
     double railPreferredHeight = 360;
     double railMinimumHeight = 220; // smallest free height in which a rail may stand

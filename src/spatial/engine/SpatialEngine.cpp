@@ -45,13 +45,13 @@ QRectF workingAreaOf(const DisplaySnapshot& display, double margin) {
 }
 
 bool takesSpace(const WindowSnapshot& window, const QRectF& workingArea) {
-    return window.isOnScreen && window.layer == 0 && window.alpha > minimumVisibleAlpha && isFinite(window.frame) &&
-           !intersection(window.frame.normalized(), workingArea).isEmpty();
+    return window.isOnScreen && window.layer == 0 && window.alpha > minimumVisibleAlpha &&
+           isFinite(window.frame) && !intersection(window.frame.normalized(), workingArea).isEmpty();
 }
 
 bool isNearlySameFrame(const QRectF& a, const QRectF& b) {
-    return std::abs(a.x() - b.x()) < 1 && std::abs(a.y() - b.y()) < 1 && std::abs(a.width() - b.width()) < 1 &&
-           std::abs(a.height() - b.height()) < 1;
+    return std::abs(a.x() - b.x()) < 1 && std::abs(a.y() - b.y()) < 1 &&
+           std::abs(a.width() - b.width()) < 1 && std::abs(a.height() - b.height()) < 1;
 }
 
 bool modeAllows(PlacementMode mode, PlacementMode specific) {
@@ -62,11 +62,13 @@ bool modeAllows(PlacementMode mode, PlacementMode specific) {
 // near-duplicates of the same kind.
 class CandidateList {
 public:
-    CandidateList(const QString& displayID, const QRectF& workingArea, const std::optional<QRectF>& activeFrame,
+    CandidateList(const QString& displayID, const QRectF& workingArea,
+                  const std::optional<QRectF>& activeFrame,
                   const std::optional<SurfacePlacement>& previousPlacement)
         : m_displayID(displayID)
         , m_workingAreaArea(area(workingArea))
-        , m_diagonal(std::hypot(spatial::nonNegative(workingArea.width()), spatial::nonNegative(workingArea.height())))
+        , m_diagonal(std::hypot(spatial::nonNegative(workingArea.width()),
+                                spatial::nonNegative(workingArea.height())))
         , m_activeFrame(activeFrame)
         , m_previousPlacement(previousPlacement) {}
 
@@ -96,7 +98,8 @@ public:
         candidate.score = score;
 
         const bool isDuplicate = std::any_of(m_candidates.begin(), m_candidates.end(), [&](const auto& kept) {
-            return kept.placement.kind == kind && isNearlySameFrame(kept.placement.frame, candidate.placement.frame);
+            return kept.placement.kind == kind &&
+                   isNearlySameFrame(kept.placement.frame, candidate.placement.frame);
         });
         if (!isDuplicate) {
             m_candidates.push_back(std::move(candidate));
@@ -174,16 +177,19 @@ SpatialPlan SpatialEngine::makePlan(const WorkspaceSnapshot& workspace, const Di
         if (modeAllows(mode, PlacementMode::rightRail)) {
             for (const QRectF& region : plan.freeRegions) {
                 if (std::abs(region.right() - workingArea.right()) < 1 && fitsRail(region)) {
-                    candidates.add(SurfaceKind::rightRail, railFrame(region, region.right() - config.railWidth),
-                                   region, railBaseScore + rightBonus);
+                    candidates.add(SurfaceKind::rightRail,
+                                   railFrame(region, region.right() - config.railWidth), region,
+                                   railBaseScore + rightBonus);
                 }
             }
         }
         if (modeAllows(mode, PlacementMode::topIsland)) {
             const double width = std::min(workingArea.width(), config.islandWidth);
-            const QRectF island(workingArea.center().x() - width / 2, workingArea.top(), width, config.islandHeight);
-            const auto region = std::find_if(plan.freeRegions.begin(), plan.freeRegions.end(),
-                                             [&](const QRectF& free) { return spatial::contains(free, island); });
+            const QRectF island(workingArea.center().x() - width / 2, workingArea.top(), width,
+                                config.islandHeight);
+            const auto region =
+                std::find_if(plan.freeRegions.begin(), plan.freeRegions.end(),
+                             [&](const QRectF& free) { return spatial::contains(free, island); });
             if (region != plan.freeRegions.end()) {
                 candidates.add(SurfaceKind::topIsland, island, *region, islandBaseScore);
             }
@@ -200,21 +206,24 @@ SpatialPlan SpatialEngine::makePlan(const WorkspaceSnapshot& workspace, const Di
         plan.candidates = candidates.take();
     }
 
-    if (plan.candidates.empty() && (mode == PlacementMode::automatic || mode == PlacementMode::floatingChip)) {
+    if (plan.candidates.empty() &&
+        (mode == PlacementMode::automatic || mode == PlacementMode::floatingChip)) {
         const double width = std::min(workingArea.width(), config.chipWidth);
         const double height = std::min(workingArea.height(), config.chipHeight);
         PlacementCandidate fallback;
         fallback.placement.displayID = display.id;
         fallback.placement.kind = SurfaceKind::floatingChip;
-        fallback.placement.frame = integral(QRectF(workingArea.right() - width, workingArea.top(), width, height));
+        fallback.placement.frame =
+            integral(QRectF(workingArea.right() - width, workingArea.top(), width, height));
         fallback.placement.confidence = fallbackConfidence;
         fallback.placement.isOcclusionFree = false;
         fallback.score = fallbackScore;
         plan.candidates.push_back(std::move(fallback));
     }
 
-    std::stable_sort(plan.candidates.begin(), plan.candidates.end(),
-                     [](const PlacementCandidate& a, const PlacementCandidate& b) { return a.score > b.score; });
+    std::stable_sort(
+        plan.candidates.begin(), plan.candidates.end(),
+        [](const PlacementCandidate& a, const PlacementCandidate& b) { return a.score > b.score; });
     return plan;
 }
 
