@@ -1,0 +1,123 @@
+#pragma once
+
+#include "services/monitoring/CancellationToken.h"
+#include "services/monitoring/MonitorLog.h"
+#include "services/monitoring/PollingLoop.h"
+#include "services/monitoring/ProviderResult.h"
+#include "services/monitoring/ProviderRunner.h"
+#include "services/monitoring/Scheduler.h"
+
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <optional>
+
+namespace tessary {
+
+// How often a monitor reads, in seconds: normally, and while it retries after a failure.
+struct MonitorPeriods {
+    double interval = 0;
+    double retryInterval = 0;
+    bool operator==(const MonitorPeriods&) const = default;
+};
+
+namespace MonitorPeriod {
+inline constexpr MonitorPeriods claudeUsage{120, 10};
+inline constexpr MonitorPeriods codexUsage{90, 10};
+inline constexpr MonitorPeriods antigravityUsage{300, 10};
+inline constexpr MonitorPeriods claudeSessions{45, 5};
+inline constexpr MonitorPeriods codexSessions{120, 5};
+inline constexpr MonitorPeriods antigravitySessions{45, 5};
+} // namespace MonitorPeriod
+
+// What every polling monitor is built on.
+struct MonitorServices {
+    Scheduler& scheduler;
+    ProviderRunner& runner;
+    MonitorLog log;
+};
+
+// A main-thread object that paces one provider with a PollingLoop: it runs the provider on the
+// runner's threads, takes the result back on the main thread, keeps the "retrying" state that picks
+// the shorter period, logs a failure once per kind, and calls `onUpdate` when its store changed.
+// Subclasses say what one reading does with the result.
+class PolledMonitor : public QObject {
+public:
+    using OnUpdate = std::function<void()>;
+
+    ~PolledMonitor() override;
+    PolledMonitor(const PolledMonitor&) = delete;
+    PolledMonitor& operator=(const PolledMonitor&) = delete;
+    PolledMonitor(PolledMonitor&&) = delete;
+    PolledMonitor& operator=(PolledMonitor&&) = delete;
+
+    // Logs "start" and (re)starts the loop; the first reading begins at once.
+    void start();
+    // Logs "stop" if running and stops the loop; a reading that is out is cancelled and its result
+    // dropped.
+    void stop();
+
+    [[nodiscard]] const QString& name() const { return m_name; }
+    [[nodiscard]] bool isRunning() const { return m_loop.isRunning(); }
+    [[nodiscard]] bool isReading() const { return m_loop.isStepRunning(); }
+    [[nodiscard]] bool isRetrying() const { return m_retrying; }
+    [[nodiscard]] const MonitorPeriods& periods() const { return m_periods; }
+    // The pause that follows the current reading.
+    [[nodiscard]] double currentInterval() const {
+        return m_retrying ? m_periods.retryInterval : m_periods.interval;
+    }
+
+protected:
+    PolledMonitor(QString name, MonitorPeriods periods, MonitorServices services, OnUpdate onUpdate);
+
+    // One reading: must call `finish` exactly once, on the main thread, even when cancelled.
+    virtual void read(const CancellationToken& cancellation, PollingLoop::Finish finish) = 0;
+
+    // Runs `provider` on a worker thread, gives its result to `handle` on the main thread unless the
+    // reading was cancelled by then, and finishes the reading. A provider that throws gives a
+    // failure. Nothing is delivered once the monitor is gone.
+    template <typename Value, typename Handle>
+    void readProvider(const Provider<Value>& provider, const CancellationToken& cancellation,
+                      PollingLoop::Finish finish, Handle handle) {
+        m_runner.run(
+            this,
+            [provider, cancellation]() -> ProviderResult<Value> {
+                try {
+                    return provider(cancellation);
+                } catch (...) {
+                    return unexpectedFailure();
+                }
+            },
+            [cancellation, finish = std::move(finish),
+             handle = std::move(handle)](ProviderResult<Value> result) mutable {
+                if (!cancellation.isCancelled()) {
+                    handle(std::move(result));
+                }
+                finish();
+            });
+    }
+
+    void setRetrying(bool retrying) { m_retrying = retrying; }
+    // A failure that isn't a cancellation: retry sooner, and log it if its kind is new.
+    void noteFailure(const ProviderFailure& failure);
+    // A good reading: back to the normal period, and "recovered" if a failure was in force.
+    void noteSuccess();
+    void log(MonitorLogEvent event, const QString& errorKind = {}) const;
+    void notifyUpdate() const;
+
+private:
+    static ProviderFailure unexpectedFailure();
+
+    QString m_name;
+    MonitorPeriods m_periods;
+    ProviderRunner& m_runner;
+    MonitorLog m_log;
+    OnUpdate m_onUpdate;
+    bool m_retrying = false;
+    // The kind of the failure now in force, so that it is logged once.
+    std::optional<QString> m_failureInForce;
+    PollingLoop m_loop;
+};
+
+} // namespace tessary

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "services/monitoring/LatestValueStore.h"
+#include "services/monitoring/PolledMonitor.h"
+
+#include <concepts>
+#include <variant>
+
+namespace tessary {
+
+// A store that keeps the latest report and the text of the latest failure.
+template <typename S, typename Report>
+concept ReportStore = requires(S& store, Report report, QString text) {
+    store.update(std::move(report));
+    store.updateErrorDescription(std::move(text));
+};
+
+// Paces a provider of plan-limit reports. A report replaces the stored one; a failure stores its
+// text, keeps the old report on show and makes the next reading come after the retry period.
+// Both ring `onUpdate`; a cancelled reading does neither.
+template <typename Report, typename Store = LatestValueStore<Report>>
+requires ReportStore<Store, Report>
+class UsageMonitor final : public PolledMonitor {
+public:
+    UsageMonitor(QString name, MonitorPeriods periods, Provider<Report> provider, Store& store,
+                 MonitorServices services, OnUpdate onUpdate)
+        : PolledMonitor(std::move(name), periods, std::move(services), std::move(onUpdate))
+        , m_provider(std::move(provider))
+        , m_store(store) {}
+
+protected:
+    void read(const CancellationToken& cancellation, PollingLoop::Finish finish) override {
+        readProvider(m_provider, cancellation, std::move(finish),
+                     [this](ProviderResult<Report> result) { handle(std::move(result)); });
+    }
+
+private:
+    void handle(ProviderResult<Report> result) {
+        if (auto* report = std::get_if<Report>(&result)) {
+            setRetrying(false);
+            m_store.update(std::move(*report));
+            noteSuccess();
+            notifyUpdate();
+            return;
+        }
+        const auto& failure = std::get<ProviderFailure>(result);
+        if (failure.isCancellation) {
+            return;
+        }
+        setRetrying(true);
+        m_store.updateErrorDescription(failure.userText);
+        noteFailure(failure);
+        notifyUpdate();
+    }
+
+    Provider<Report> m_provider;
+    Store& m_store;
+};
+
+} // namespace tessary
