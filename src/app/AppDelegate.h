@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/AppModel.h"
+#include "services/workspace/AppModel.h"
 #include "core/localization/Localization.h"
 #include "core/settings/PreferencesMigration.h"
 #include "core/settings/SettingsStore.h"

@@ -1,6 +1,6 @@
 #include "app/StatusMenu.h"
 
-#include "app/AppModel.h"
+#include "services/workspace/AppModel.h"
 
 namespace tessary {
 

@@ -129,6 +129,9 @@ struct EnumTable<RestingStyle> {
     }};
 };
 
+// How docked widgets rest beside the notch when nothing is open.
+enum class NotchRestingForm { strip, hiddenUntilSignal };
+
 struct NotchPreferences {
     bool smartOrdering = true;
     QStringList tabOrder;

@@ -30,7 +30,9 @@ public:
     void setMonitoring(bool value) { assign(m_isMonitoring, value); }
     void setWorkspace(std::optional<WorkspaceSnapshot> value) { assign(m_workspace, std::move(value)); }
     void setLastError(std::optional<QString> value) { assign(m_lastError, std::move(value)); }
-    void setModuleSnapshots(std::vector<ModuleSnapshot> value) { assign(m_moduleSnapshots, std::move(value)); }
+    void setModuleSnapshots(std::vector<ModuleSnapshot> value) {
+        assign(m_moduleSnapshots, std::move(value));
+    }
     void setHasDockedNotch(bool value) { assign(m_hasDockedNotch, value); }
     void setNotchArrivalOrder(QStringList value) { assign(m_notchArrivalOrder, std::move(value)); }
     void setNotchDisplayID(std::optional<QString> value) { assign(m_notchDisplayID, std::move(value)); }

@@ -1,0 +1,161 @@
+#pragma once
+
+#include "core/records/WorkspaceSnapshot.h"
+#include "core/settings/SettingsStore.h"
+#include "core/settings/SurfacePositionStore.h"
+#include "modulekit/ModuleEventBus.h"
+#include "services/monitoring/Scheduler.h"
+#include "services/workspace/AppModel.h"
+#include "services/workspace/Surface.h"
+#include "services/workspace/SystemEventObserver.h"
+#include "spatial/engine/PlacementStabilizer.h"
+#include "spatial/engine/RefreshCadence.h"
+#include "spatial/engine/SpatialEngine.h"
+#include "spatial/slots/DropTranslator.h"
+#include "spatial/slots/SurfaceSlotAllocator.h"
+
+#include <QMap>
+#include <QObject>
+#include <QSet>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace tessary {
+
+class Clock;
+class SystemEventSource;
+class WorkspaceSnapshotReader;
+
+// The program's main loop: reads the screen, decides where surfaces may stand on each display,
+// asks the modules for snapshots and hands every surface its state. Everything that has something
+// to show reaches the user through refresh(). Main thread only; it never waits for a file, a tool
+// or the network.
+class WorkspaceCoordinator final : public QObject {
+    Q_OBJECT
+public:
+    struct Dependencies {
+        AppModel& model;
+        SettingsStore& settingsStore;
+        WorkspaceSnapshotReader& reader;
+        SurfacePositionStore& positionStore;
+        ModuleEventBus& bus;
+        SystemEventSource& systemEvents;
+        Clock& clock;
+        Scheduler& scheduler;
+        SurfaceFactory makeSurface;
+    };
+
+    // What a fused surface stands for, so that a drop can be turned back into positions.
+    struct Composition {
+        QStringList moduleIDs;
+        SurfaceGrouping grouping;
+        QString displayID;
+        bool operator==(const Composition&) const = default;
+    };
+
+    static constexpr double slotGap = 14;
+    static constexpr double slotVisibleFootprint = 0.66;
+    static constexpr int maximumBubbles = 6;
+
+    explicit WorkspaceCoordinator(Dependencies dependencies, QObject* parent = nullptr);
+    ~WorkspaceCoordinator() override;
+    WorkspaceCoordinator(const WorkspaceCoordinator&) = delete;
+    WorkspaceCoordinator& operator=(const WorkspaceCoordinator&) = delete;
+    WorkspaceCoordinator(WorkspaceCoordinator&&) = delete;
+    WorkspaceCoordinator& operator=(WorkspaceCoordinator&&) = delete;
+
+    void start();
+    void stop();
+    [[nodiscard]] bool isRunning() const { return m_running; }
+
+    // One tick: read, decide, publish, show. A user-initiated refresh raises refreshRequested.
+    void refresh(bool userInitiated);
+    // Rebuilds the engine's configuration and refreshes as if the user had asked.
+    void settingsChanged();
+    // A monitor has new data: the next refresh tells the modules, and it comes at once.
+    void moduleDataChanged();
+    // Runs a module's command from a detail panel, then refreshes.
+    void perform(const DetailCommand& command);
+    // Called once per paced cycle, ahead of the refresh (the hook listener's timers run on it).
+    void setOnCycle(std::function<void(const QDateTime& now)> onCycle) { m_onCycle = std::move(onCycle); }
+
+    // The user dropped a surface at `frame`.
+    void surfaceMoved(const QString& key, const SurfacePlacement& placement, const QRectF& frame);
+    void hoverChanged(const QString& key, bool hovering);
+
+    [[nodiscard]] const QMap<QString, SurfacePlacement>& currentPlacements() const {
+        return m_currentPlacements;
+    }
+    [[nodiscard]] const QMap<QString, Composition>& surfaceComposition() const { return m_composition; }
+    [[nodiscard]] std::optional<QDateTime> lastTopologyChangeAt() const { return m_lastTopologyChangeAt; }
+    [[nodiscard]] const SpatialEngine& engine() const { return m_engine; }
+
+    // Whether two placements differ by a whole point in any of the frame's values, or one is missing.
+    static bool framesDiffer(const std::optional<SurfacePlacement>& a,
+                             const std::optional<SurfacePlacement>& b);
+
+private:
+    struct DisplayDecision {
+        DisplaySnapshot display;
+        LayoutDecision decision;
+    };
+    struct RenderContext {
+        const DisplaySnapshot& display;
+        const LayoutDecision& decision;
+        const TessarySettings& settings;
+    };
+
+    void runRefresh(bool userInitiated);
+    void scheduleNextCycle();
+    void applyPresentationSettings();
+    QStringList targetDisplays(const WorkspaceSnapshot& workspace, const TessarySettings& settings) const;
+    std::vector<HostEvent> hostEvents(const std::optional<WorkspaceSnapshot>& previous,
+                                      const WorkspaceSnapshot& workspace, bool userInitiated) const;
+    std::vector<DisplayDecision> makePlans(const WorkspaceSnapshot& workspace, const QStringList& targets,
+                                           const TessarySettings& settings, const QDateTime& now);
+    void updatePlacementHistory(const std::optional<SurfacePlacement>& placement, const QString& displayID,
+                                const QDateTime& now);
+    bool layoutChanged(const std::vector<DisplayDecision>& decisions) const;
+    QStringList showBubbles(const std::vector<ModuleSnapshot>& modules, const SurfacePlacement& placement,
+                            const RenderContext& context);
+    QStringList showCombinedCard(const std::vector<ModuleSnapshot>& modules,
+                                 const SurfacePlacement& placement, const RenderContext& context);
+    std::optional<SurfacePlacement> automaticBubbles(const RenderContext& context) const;
+    SurfaceViewState viewState(std::vector<ModuleSnapshot> modules, const SurfacePlacement& placement,
+                               const SurfaceGrouping& grouping, const QString& key,
+                               const RenderContext& context) const;
+    Surface& surface(const QString& key);
+    void hideSurfaces(const QSet<QString>& except);
+    void hideAllSurfaces();
+
+    Dependencies m_deps;
+    SpatialEngine m_engine;
+    PlacementStabilizer m_stabilizer;
+    SurfaceSlotAllocator m_slots{slotGap, slotVisibleFootprint};
+    DropTranslator m_drops{SurfaceSlotAllocator{slotGap, slotVisibleFootprint}};
+    RefreshCadence m_cadence;
+    SystemEventObserver m_systemEvents;
+
+    std::map<QString, std::unique_ptr<Surface>> m_surfaces;
+    QMap<QString, Composition> m_composition;
+    QSet<QString> m_combinedCardKeys; // saved under the surface's own key
+    QMap<QString, DropTranslator::Geometry> m_displayGeometry;
+    std::optional<QString> m_hoveredSurfaceKey;
+    QMap<QString, SurfacePlacement> m_currentPlacements;
+    QMap<QString, QDateTime> m_placementSince;
+    QMap<QString, SurfacePlacement> m_displayedPlacements;
+    std::optional<QDateTime> m_lastTopologyChangeAt;
+    bool m_hasPendingModuleDataChange = false;
+    bool m_running = false;
+    bool m_refreshing = false;
+    bool m_refreshAgain = false;
+    bool m_refreshAgainUserInitiated = false;
+    ScheduledCall m_nextCycle;
+    std::function<void(const QDateTime&)> m_onCycle;
+    SurfacePresentation m_presentation;
+};
+
+} // namespace tessary
