@@ -87,6 +87,7 @@ void SurfaceSlotAllocatorTest::defaultFrame() {
 void SurfaceSlotAllocatorTest::sevenDefaultBubblesPileUpAndFuseAtTheBottomLeft() {
     const SurfaceSlotAllocator allocator;
     std::vector<QRectF> frames;
+    frames.reserve(7);
     for (int index = 0; index < 7; ++index) {
         frames.push_back(allocator.defaultFrame(index, bubble, visible));
     }
@@ -239,6 +240,10 @@ void SurfaceSlotAllocatorTest::grouped_data() {
     QTest::newRow("a chain fuses through its middle")
         << QList<QRectF>{{300, 400, 100, 100}, {440, 400, 100, 100}, {370, 400, 100, 100}} << notchArea
         << visible << u"bubble [0] 285,400 100x100; bubble [1] 370,400 100x100; bubble [2] 455,400 100x100"_s;
+    QTest::newRow("a damaged frame stands alone and spoils nothing")
+        << QList<QRectF>{{qQNaN(), qQNaN(), 100, 100}, {600, 400, 100, 100}, {600, 400, 100, 100}}
+        << notchArea << visible
+        << u"bubble [0] nan,nan 100x100; bubble [1] 557.5,400 100x100; bubble [2] 642.5,400 100x100"_s;
     QTest::newRow("nothing to group") << QList<QRectF>{} << notchArea << visible << QString();
 }
 

@@ -52,6 +52,12 @@ std::optional<Edge> firstEdge(const std::vector<EdgeDistance>& touched, bool ver
     return std::nullopt;
 }
 
+// Whether two reaches overlap. A frame with a coordinate that isn't finite stands alone: NaN would
+// otherwise compare its way into a cluster from one side and not from the other.
+bool overlaps(const QRectF& a, const QRectF& b) {
+    return spatial::isFinite(a) && spatial::isFinite(b) && !spatial::intersection(a, b).isEmpty();
+}
+
 } // namespace
 
 SurfaceSlotAllocator::Slot SurfaceSlotAllocator::slot(int index) {
@@ -108,7 +114,7 @@ QRectF SurfaceSlotAllocator::reach(const QRectF& frame) const {
 }
 
 bool SurfaceSlotAllocator::touches(const QRectF& a, const QRectF& b) const {
-    return !spatial::intersection(reach(a), reach(b)).isEmpty();
+    return overlaps(reach(a), reach(b));
 }
 
 std::vector<std::vector<int>> SurfaceSlotAllocator::clusters(const std::vector<QRectF>& frames) const {
@@ -133,9 +139,7 @@ std::vector<std::vector<int>> SurfaceSlotAllocator::clusters(const std::vector<Q
                     continue;
                 }
                 const bool joins = std::any_of(cluster.begin(), cluster.end(), [&](int member) {
-                    return !spatial::intersection(reaches[candidate],
-                                                  reaches[static_cast<std::size_t>(member)])
-                                .isEmpty();
+                    return overlaps(reaches[candidate], reaches[static_cast<std::size_t>(member)]);
                 });
                 if (joins) {
                     taken[candidate] = true;
