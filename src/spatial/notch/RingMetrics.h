@@ -25,7 +25,8 @@ struct RingMetrics {
     // Between closed and open, by an expansion of 0...1 (clamped).
     [[nodiscard]] Radii radii(int band, double expansion) const;
 
-    // The side of the square in the corner that all bands fill: the outer radius of the last band.
+    // The side of the square in the corner that all bands fill: the outer radius of the last band
+    // (the innermost radius alone when there is no band).
     [[nodiscard]] double side(bool isExpanded) const;
     [[nodiscard]] double side(double expansion) const;
 };
