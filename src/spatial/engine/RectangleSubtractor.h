@@ -16,11 +16,6 @@ namespace RectangleSubtractor {
 
 std::vector<QRectF> subtract(const std::vector<QRectF>& rectangles, const QRectF& from);
 
-// The same, writing into `pieces` and using `scratch` as a second buffer, so that a caller on a hot
-// path can keep both allocations from one call to the next.
-void subtract(const std::vector<QRectF>& rectangles, const QRectF& from, std::vector<QRectF>& pieces,
-              std::vector<QRectF>& scratch);
-
 } // namespace RectangleSubtractor
 
 } // namespace tessary

@@ -149,10 +149,7 @@ SpatialPlan SpatialEngine::makePlan(const WorkspaceSnapshot& workspace, const Di
         }
     }
 
-    std::vector<QRectF> scratch;
-    scratch.reserve(16);
-    plan.freeRegions.reserve(16);
-    RectangleSubtractor::subtract(occupied, workingArea, plan.freeRegions, scratch);
+    plan.freeRegions = RectangleSubtractor::subtract(occupied, workingArea);
 
     if (mode != PlacementMode::hidden) {
         CandidateList candidates(display.id, workingArea, activeFrame, previousPlacement);
