@@ -3,15 +3,18 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace tessary {
 
 CadencedFolderWatcher::CadencedFolderWatcher(const Clock& clock, Scheduler& scheduler, Folders folders,
-                                             OnDue onDue)
+                                             OnDue onDue, FolderTreeWatcher::Limits limits)
     : m_clock(clock)
     , m_scheduler(scheduler)
     , m_folders(std::move(folders))
     , m_onDue(std::move(onDue))
-    , m_tree(std::make_unique<FolderTreeWatcher>(scheduler, [this] { folderChanged(); }))
+    , m_tree(std::make_unique<FolderTreeWatcher>(
+          scheduler, [this] { folderChanged(); }, limits))
     , m_self(std::make_shared<CadencedFolderWatcher*>(this)) {}
 
 CadencedFolderWatcher::~CadencedFolderWatcher() {
@@ -62,7 +65,9 @@ void CadencedFolderWatcher::schedule() {
         return;
     }
     m_timer.cancel();
-    const double wait = secondsBetween(m_clock.now(), m_cadence.nextReading());
+    // Never longer than the slow poll, so that a wall clock set back can't hold the readings off.
+    const double wait =
+        std::min(secondsBetween(m_clock.now(), m_cadence.nextReading()), AgentListCadence::interval);
     m_timer = m_scheduler.callAfter(wait, [this] { readNow(); });
 }
 

@@ -27,7 +27,8 @@ public:
     using OnDue =
         std::function<void(const QDateTime& readingAt, const CancellationToken& cancellation, Finish finish)>;
 
-    CadencedFolderWatcher(const Clock& clock, Scheduler& scheduler, Folders folders, OnDue onDue);
+    CadencedFolderWatcher(const Clock& clock, Scheduler& scheduler, Folders folders, OnDue onDue,
+                          FolderTreeWatcher::Limits limits = {});
     ~CadencedFolderWatcher();
     CadencedFolderWatcher(const CadencedFolderWatcher&) = delete;
     CadencedFolderWatcher& operator=(const CadencedFolderWatcher&) = delete;

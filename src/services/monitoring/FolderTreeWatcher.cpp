@@ -1,9 +1,11 @@
 #include "services/monitoring/FolderTreeWatcher.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
+#include <numeric>
 
 namespace tessary {
 
@@ -14,23 +16,32 @@ QString normalized(const QString& path) {
 }
 
 bool isInside(const QString& path, const QString& folder) {
-    return path == folder || (path.startsWith(folder) && path.size() > folder.size() &&
-                              (folder.endsWith(u'/') || path.at(folder.size()) == u'/'));
+    return path == folder ||
+           (path.size() > folder.size() && path.startsWith(folder) && path.at(folder.size()) == u'/');
 }
 
 QString parentOf(const QString& path) {
     return QFileInfo(path).path();
 }
 
-constexpr QDir::Filters folderFilter = QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden | QDir::NoSymLinks;
-constexpr QDir::Filters fileFilter = QDir::Files | QDir::Hidden | QDir::NoSymLinks;
+qint64 modifiedAt(const QFileInfo& info) {
+    return info.lastModified().toMSecsSinceEpoch();
+}
+
+// Symbolic links are not followed, so that a link can't lead the walk in a circle or out of the tree.
+QFileInfoList entriesOf(const QString& folder) {
+    return QDir(folder).entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot | QDir::Hidden |
+                                      QDir::NoSymLinks);
+}
 
 } // namespace
 
-FolderTreeWatcher::FolderTreeWatcher(Scheduler& scheduler, std::function<void()> onChange, QObject* parent)
+FolderTreeWatcher::FolderTreeWatcher(Scheduler& scheduler, std::function<void()> onChange, Limits limits,
+                                     QObject* parent)
     : QObject(parent)
     , m_scheduler(scheduler)
-    , m_onChange(std::move(onChange)) {
+    , m_onChange(std::move(onChange))
+    , m_limits(limits) {
     connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &FolderTreeWatcher::folderEvent);
     connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &FolderTreeWatcher::fileEvent);
 }
@@ -84,26 +95,30 @@ bool FolderTreeWatcher::isWatchingFolder(const QString& path) const {
     return m_folders.contains(normalized(path));
 }
 
+bool FolderTreeWatcher::isWatchingFile(const QString& path) const {
+    return m_files.contains(normalized(path));
+}
+
 void FolderTreeWatcher::addTree(const QString& root) {
     QStringList pending{root};
     QStringList folders;
-    QStringList files;
+    QList<FileCandidate> files;
     while (!pending.isEmpty()) {
         const QString folder = pending.takeFirst();
         if (m_folders.contains(folder)) {
             continue;
         }
-        if (static_cast<int>(m_folders.size()) + folders.size() >= maximumFolders) {
+        if (m_folders.size() + folders.size() >= m_limits.folders) {
             m_truncated = true;
             break;
         }
         folders.append(folder);
-        const QDir dir(folder);
-        for (const QString& name : dir.entryList(folderFilter)) {
-            pending.append(dir.filePath(name));
-        }
-        for (const QString& name : dir.entryList(fileFilter)) {
-            files.append(dir.filePath(name));
+        for (const QFileInfo& entry : entriesOf(folder)) {
+            if (entry.isDir()) {
+                pending.append(entry.filePath());
+            } else {
+                files.append({entry.filePath(), modifiedAt(entry)});
+            }
         }
     }
     if (folders.isEmpty()) {
@@ -111,42 +126,77 @@ void FolderTreeWatcher::addTree(const QString& root) {
     }
     const QStringList failedList = m_watcher.addPaths(folders);
     const QSet<QString> failed(failedList.cbegin(), failedList.cend());
-    for (const QString& folder : folders) {
+    for (const QString& folder : std::as_const(folders)) {
         if (!failed.contains(folder)) {
             m_folders.insert(folder);
         }
     }
-    addFiles(files);
+    addFiles(std::move(files));
 }
 
-void FolderTreeWatcher::addFiles(const QStringList& files) {
-    QStringList wanted;
-    for (const QString& file : files) {
-        if (m_files.contains(file)) {
-            continue;
-        }
-        if (static_cast<int>(m_files.size()) + wanted.size() >= maximumFiles) {
-            m_truncated = true;
-            break;
-        }
-        wanted.append(file);
-    }
-    if (wanted.isEmpty()) {
+void FolderTreeWatcher::addFiles(QList<FileCandidate> candidates) {
+    candidates.removeIf([this](const FileCandidate& candidate) { return m_files.contains(candidate.path); });
+    if (candidates.isEmpty()) {
         return;
     }
-    const QStringList failedList = m_watcher.addPaths(wanted);
+    QStringList evicted;
+    if (m_files.size() + candidates.size() > m_limits.files) {
+        // Keep the most recently modified of those watched and those offered; on a tie a file
+        // already watched keeps its place, so that equal files don't trade watches back and forth.
+        m_truncated = true;
+        QList<FileCandidate> all;
+        all.reserve(m_files.size() + candidates.size());
+        for (auto it = m_files.cbegin(); it != m_files.cend(); ++it) {
+            all.append({it.key(), it.value()});
+        }
+        const qsizetype watchedCount = all.size();
+        all.append(candidates);
+        QList<qsizetype> order(all.size());
+        std::iota(order.begin(), order.end(), 0);
+        std::stable_sort(order.begin(), order.end(), [&](qsizetype left, qsizetype right) {
+            if (all.at(left).modified != all.at(right).modified) {
+                return all.at(left).modified > all.at(right).modified;
+            }
+            return (left < watchedCount) && !(right < watchedCount);
+        });
+        QList<FileCandidate> admitted;
+        for (qsizetype rank = 0; rank < order.size(); ++rank) {
+            const qsizetype index = order.at(rank);
+            const bool kept = rank < m_limits.files;
+            if (index < watchedCount && !kept) {
+                evicted.append(all.at(index).path);
+            } else if (index >= watchedCount && kept) {
+                admitted.append(all.at(index));
+            }
+        }
+        candidates = std::move(admitted);
+    }
+    if (!evicted.isEmpty()) {
+        m_watcher.removePaths(evicted);
+        for (const QString& path : std::as_const(evicted)) {
+            m_files.remove(path);
+        }
+    }
+    if (candidates.isEmpty()) {
+        return;
+    }
+    QStringList paths;
+    for (const FileCandidate& candidate : std::as_const(candidates)) {
+        paths.append(candidate.path);
+    }
+    const QStringList failedList = m_watcher.addPaths(paths);
     const QSet<QString> failed(failedList.cbegin(), failedList.cend());
-    for (const QString& file : wanted) {
-        if (!failed.contains(file)) {
-            m_files.insert(file);
+    for (const FileCandidate& candidate : std::as_const(candidates)) {
+        if (!failed.contains(candidate.path)) {
+            m_files.insert(candidate.path, candidate.modified);
         }
     }
 }
 
-void FolderTreeWatcher::removeTree(const QString& folder) {
+void FolderTreeWatcher::removeTree(const QString& path) {
     QStringList gone;
     for (auto it = m_folders.begin(); it != m_folders.end();) {
-        if (isInside(*it, folder)) {
+        if (isInside(*it, path)) {
             gone.append(*it);
             it = m_folders.erase(it);
         } else {
@@ -154,8 +204,8 @@ void FolderTreeWatcher::removeTree(const QString& folder) {
         }
     }
     for (auto it = m_files.begin(); it != m_files.end();) {
-        if (isInside(*it, folder)) {
-            gone.append(*it);
+        if (isInside(it.key(), path)) {
+            gone.append(it.key());
             it = m_files.erase(it);
         } else {
             ++it;
@@ -165,9 +215,9 @@ void FolderTreeWatcher::removeTree(const QString& folder) {
     const QStringList heldList = m_watcher.directories() + m_watcher.files();
     const QSet<QString> held(heldList.cbegin(), heldList.cend());
     QStringList release;
-    for (const QString& path : gone) {
-        if (held.contains(path)) {
-            release.append(path);
+    for (const QString& entry : std::as_const(gone)) {
+        if (held.contains(entry)) {
+            release.append(entry);
         }
     }
     if (!release.isEmpty()) {
@@ -176,14 +226,14 @@ void FolderTreeWatcher::removeTree(const QString& folder) {
 }
 
 void FolderTreeWatcher::rescan(const QString& folder) {
-    const QDir dir(folder);
     QSet<QString> folders;
-    for (const QString& name : dir.entryList(folderFilter)) {
-        folders.insert(dir.filePath(name));
-    }
-    QSet<QString> files;
-    for (const QString& name : dir.entryList(fileFilter)) {
-        files.insert(dir.filePath(name));
+    QHash<QString, qint64> files;
+    for (const QFileInfo& entry : entriesOf(folder)) {
+        if (entry.isDir()) {
+            folders.insert(entry.filePath());
+        } else {
+            files.insert(entry.filePath(), modifiedAt(entry));
+        }
     }
     // Drop first, then add: a folder renamed within the tree is the same inode under a new name.
     QStringList vanished;
@@ -192,26 +242,35 @@ void FolderTreeWatcher::rescan(const QString& folder) {
             vanished.append(watched);
         }
     }
-    for (const QString& gone : vanished) {
-        removeTree(gone);
-    }
-    QStringList goneFiles;
-    for (const QString& watched : std::as_const(m_files)) {
-        if (parentOf(watched) == folder && !files.contains(watched)) {
-            goneFiles.append(watched);
+    for (auto it = m_files.cbegin(); it != m_files.cend(); ++it) {
+        if (parentOf(it.key()) == folder && !files.contains(it.key())) {
+            vanished.append(it.key());
         }
     }
-    for (const QString& gone : goneFiles) {
+    for (const QString& gone : std::as_const(vanished)) {
         removeTree(gone);
     }
+    QStringList newFolders;
     for (const QString& sub : std::as_const(folders)) {
         if (!m_folders.contains(sub)) {
-            addTree(sub);
+            newFolders.append(sub);
         }
     }
-    QStringList newFiles(files.cbegin(), files.cend());
-    newFiles.sort();
-    addFiles(newFiles);
+    newFolders.sort();
+    for (const QString& sub : std::as_const(newFolders)) {
+        addTree(sub);
+    }
+    QList<FileCandidate> candidates;
+    for (auto it = files.cbegin(); it != files.cend(); ++it) {
+        if (const auto watched = m_files.find(it.key()); watched != m_files.end()) {
+            *watched = it.value();
+        } else {
+            candidates.append({it.key(), it.value()});
+        }
+    }
+    std::sort(candidates.begin(), candidates.end(),
+              [](const FileCandidate& left, const FileCandidate& right) { return left.path < right.path; });
+    addFiles(std::move(candidates));
 }
 
 void FolderTreeWatcher::folderEvent(const QString& path) {
@@ -242,12 +301,20 @@ void FolderTreeWatcher::flush() {
     QSet<QString> changedFolders = std::exchange(m_changedFolders, {});
     const QSet<QString> changedFiles = std::exchange(m_changedFiles, {});
 
-    // A file the watcher let go of was deleted or replaced by a rename; a replacement is picked up
-    // again by its folder's rescan.
     for (const QString& file : changedFiles) {
-        if (!heldFiles.contains(file)) {
-            m_files.remove(file);
-            if (QFileInfo::exists(file)) {
+        const auto watched = m_files.find(file);
+        if (watched == m_files.end()) {
+            continue;
+        }
+        const QFileInfo info(file);
+        if (heldFiles.contains(file)) {
+            // Written: it is among the most recent now.
+            *watched = modifiedAt(info);
+        } else {
+            // The watcher let go of it: deleted, or replaced by a rename, in which case its folder's
+            // rescan watches the new file.
+            m_files.erase(watched);
+            if (info.exists()) {
                 changedFolders.insert(parentOf(file));
             }
         }

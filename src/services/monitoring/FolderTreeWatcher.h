@@ -3,6 +3,7 @@
 #include "services/monitoring/Scheduler.h"
 
 #include <QFileSystemWatcher>
+#include <QHash>
 #include <QObject>
 #include <QSet>
 #include <QStringList>
@@ -10,6 +11,14 @@
 #include <functional>
 
 namespace tessary {
+
+// Keep a huge tree from using up the user's inotify watches. Past the folder limit, deeper folders go
+// unwatched; past the file limit, the most recently modified files keep their watches. Either way
+// the callers' slow poll still sees everything.
+struct FolderWatchLimits {
+    int folders = 4096;
+    int files = 1024;
+};
 
 // Watches whole folder trees for changes. QFileSystemWatcher is not recursive and, on Linux, a
 // folder watch sees entries appear, vanish and be renamed but not files being written, so every
@@ -19,12 +28,11 @@ namespace tessary {
 class FolderTreeWatcher final : public QObject {
 public:
     static constexpr double latency = 0.1;
-    // Limits that keep a huge tree from using up the user's inotify watches; past them, changes
-    // still show as entries appear in watched folders, and the callers' slow poll does the rest.
-    static constexpr int maximumFolders = 4096;
-    static constexpr int maximumFiles = 1024;
 
-    FolderTreeWatcher(Scheduler& scheduler, std::function<void()> onChange, QObject* parent = nullptr);
+    using Limits = FolderWatchLimits;
+
+    FolderTreeWatcher(Scheduler& scheduler, std::function<void()> onChange, Limits limits = {},
+                      QObject* parent = nullptr);
     ~FolderTreeWatcher() override;
     FolderTreeWatcher(const FolderTreeWatcher&) = delete;
     FolderTreeWatcher& operator=(const FolderTreeWatcher&) = delete;
@@ -40,26 +48,34 @@ public:
     // Every folder under watch, roots included, sorted.
     [[nodiscard]] QStringList watchedFolders() const;
     [[nodiscard]] bool isWatchingFolder(const QString& path) const;
+    [[nodiscard]] bool isWatchingFile(const QString& path) const;
     [[nodiscard]] int watchedFileCount() const { return static_cast<int>(m_files.size()); }
     // True when a limit left part of a tree without watches.
     [[nodiscard]] bool isTruncated() const { return m_truncated; }
 
 private:
+    struct FileCandidate {
+        QString path;
+        qint64 modified = 0;
+    };
+
     void folderEvent(const QString& path);
     void fileEvent(const QString& path);
     void noteEvent();
     void flush();
     void addTree(const QString& root);
-    void addFiles(const QStringList& files);
+    void addFiles(QList<FileCandidate> candidates);
     void rescan(const QString& folder);
-    void removeTree(const QString& folder);
+    void removeTree(const QString& path);
 
     Scheduler& m_scheduler;
     std::function<void()> m_onChange;
+    Limits m_limits;
     QFileSystemWatcher m_watcher;
     QStringList m_roots;
     QSet<QString> m_folders;
-    QSet<QString> m_files;
+    // Watched files with their last known modification (ms since 1970): the oldest give way first.
+    QHash<QString, qint64> m_files;
     QSet<QString> m_changedFolders;
     QSet<QString> m_changedFiles;
     ScheduledCall m_flush;

@@ -26,11 +26,15 @@ private slots:
     void rootThatAppearsLaterIsPickedUpAfterAReading();
     void deletedRootIsWatchedAgainOnceBack();
     void stopCancelsTheReadingAndTheWatches();
+    void wallClockSetBackDoesNotHoldReadingsOff();
+    void fileLimitKeepsTheMostRecentlyModified();
+    void folderLimitStopsTheWalk();
 
 private:
     QString path(const QString& relative) const { return m_dir->filePath(relative); }
     void write(const QString& relative, const QByteArray& bytes,
                QIODevice::OpenMode mode = QIODevice::WriteOnly);
+    void writeAged(const QString& relative, int secondsAgo);
     // Waits (in real time) until file events have come in and their flush is scheduled, then runs it.
     bool eventsArrive();
     double now() const { return secondsBetween(m_start, m_clock->now()); }
@@ -70,6 +74,13 @@ void CadencedFolderWatcherTest::write(const QString& relative, const QByteArray&
     QFile file(path(relative));
     QVERIFY(file.open(mode));
     QCOMPARE(file.write(bytes), bytes.size());
+}
+
+void CadencedFolderWatcherTest::writeAged(const QString& relative, int secondsAgo) {
+    QFile file(path(relative));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(file.setFileTime(QDateTime::currentDateTimeUtc().addSecs(-secondsAgo),
+                             QFileDevice::FileModificationTime));
 }
 
 bool CadencedFolderWatcherTest::eventsArrive() {
@@ -258,6 +269,55 @@ void CadencedFolderWatcherTest::stopCancelsTheReadingAndTheWatches() {
     QVERIFY(watcher->tree().isWatchingFolder(path(u"tree"_s)));
     m_scheduler->advance(2);
     QCOMPARE(m_readings.size(), 3);
+}
+
+void CadencedFolderWatcherTest::wallClockSetBackDoesNotHoldReadingsOff() {
+    auto watcher = makeWatcher();
+    watcher->start();
+    m_scheduler->runDue();
+    m_clock->set(m_clock->now().addSecs(-3600));
+    write(u"tree/x.json"_s, "{}");
+    QVERIFY(eventsArrive());
+    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(AgentListCadence::interval));
+}
+
+void CadencedFolderWatcherTest::fileLimitKeepsTheMostRecentlyModified() {
+    writeAged(u"tree/old-300.json"_s, 300);
+    writeAged(u"tree/old-200.json"_s, 200);
+    writeAged(u"tree/old-100.json"_s, 100);
+    int changes = 0;
+    FolderTreeWatcher tree(
+        *m_scheduler, [&] { ++changes; }, FolderWatchLimits{16, 2});
+    tree.watch({path(u"tree"_s)});
+    QVERIFY(tree.isTruncated());
+    QVERIFY(tree.isWatchingFile(path(u"tree/old-100.json"_s)));
+    QVERIFY(tree.isWatchingFile(path(u"tree/old-200.json"_s)));
+    QVERIFY(!tree.isWatchingFile(path(u"tree/old-300.json"_s)));
+
+    // A new file is the most recent: it takes the watch of the oldest one watched.
+    write(u"tree/new.jsonl"_s, "{}\n");
+    QVERIFY(eventsArrive());
+    QCOMPARE(changes, 1);
+    QCOMPARE(tree.watchedFileCount(), 2);
+    QVERIFY(tree.isWatchingFile(path(u"tree/new.jsonl"_s)));
+    QVERIFY(tree.isWatchingFile(path(u"tree/old-100.json"_s)));
+    // So that writes into it are seen.
+    write(u"tree/new.jsonl"_s, "{}\n", QIODevice::Append);
+    QVERIFY(eventsArrive());
+    QCOMPARE(changes, 2);
+}
+
+void CadencedFolderWatcherTest::folderLimitStopsTheWalk() {
+    for (const auto& name : {u"tree/a"_s, u"tree/b"_s, u"tree/c/d"_s}) {
+        QVERIFY(QDir().mkpath(path(name)));
+    }
+    FolderTreeWatcher tree(*m_scheduler, {}, FolderWatchLimits{3, 16});
+    tree.watch({path(u"tree"_s)});
+    QVERIFY(tree.isTruncated());
+    QCOMPARE(tree.watchedFolders(), (QStringList{path(u"tree"_s), path(u"tree/a"_s), path(u"tree/b"_s)}));
+    tree.clear();
+    QVERIFY(tree.watchedFolders().isEmpty());
+    QVERIFY(!tree.isTruncated());
 }
 
 QTEST_GUILESS_MAIN(CadencedFolderWatcherTest)
