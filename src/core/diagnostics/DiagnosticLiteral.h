@@ -60,8 +60,8 @@ public:
     friend bool operator==(DiagnosticLiteral a, DiagnosticLiteral b) { return a.text() == b.text(); }
 
 private:
-    const char* m_text;
-    qsizetype m_size;
+    const char* m_text = nullptr;
+    qsizetype m_size = 0;
 };
 
 } // namespace tessary

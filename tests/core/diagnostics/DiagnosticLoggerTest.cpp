@@ -249,14 +249,15 @@ void DiagnosticLoggerTest::concurrentCallersWriteWholeLines() {
     QTemporaryDir dir;
     const SystemClock clock;
     DiagnosticLogger logger(clock, std::nullopt, nullptr);
-    constexpr int threads = 4;
-    constexpr int perThread = 400;
+    constexpr qint64 threads = 4;
+    constexpr qint64 perThread = 400;
     auto sink =
         DiagnosticFileSink::create(dir.path(), 10'000'000, threads * perThread,
                                    std::make_shared<DiagnosticSerialQueue>(u"test.diagnostics"_s), nullptr);
     QVERIFY(sink);
     logger.attach(sink);
     std::vector<std::thread> workers;
+    workers.reserve(threads);
     for (int t = 0; t < threads; ++t) {
         workers.emplace_back([&logger, t] {
             for (int i = 0; i < perThread; ++i) {
@@ -280,6 +281,7 @@ void DiagnosticLoggerTest::concurrentCallersWriteWholeLines() {
         const QList<QByteArray> parts = lines.at(i).split(' ');
         QCOMPARE(parts.size(), 6);
         const int thread = parts.at(4).mid(7).toInt();
+        QVERIFY(thread >= 0 && thread < threads);
         // Each thread's lines arrive in the order it logged them.
         QCOMPARE(parts.at(5), "n=" + QByteArray::number(next[thread]++));
     }
