@@ -9,10 +9,11 @@ DiagnosticLogger::DiagnosticLogger(const Clock& clock, std::optional<QTimeZone> 
     , m_systemLog(std::move(systemLog)) {}
 
 DiagnosticLogger& DiagnosticLogger::shared() {
-    static const SystemClock clock;
-    // Leaked on purpose: objects destroyed after it at exit may still log.
+    // Leaked on purpose, with its clock: a thread or a static destructor may still log while the process
+    // ends.
+    static const auto* const clock = new SystemClock;
     static auto* const logger =
-        new DiagnosticLogger(clock, std::nullopt, std::make_shared<SyslogDiagnosticSystemLog>());
+        new DiagnosticLogger(*clock, std::nullopt, std::make_shared<SyslogDiagnosticSystemLog>());
     return *logger;
 }
 

@@ -197,8 +197,9 @@ struct PersonalWords {
 };
 
 PersonalWords& personalWordStore() {
-    static PersonalWords store;
-    return store;
+    // Leaked, like the shared logger that reads it, so that logging while the process ends stays safe.
+    static auto* const store = new PersonalWords;
+    return *store;
 }
 
 void addWord(QStringList& words, QString word) {
@@ -234,7 +235,9 @@ QStringList accountWords() {
 
 bool hasCredentialPrefix(QStringView text) {
     for (const QLatin1StringView prefix : credentialPrefixes) {
-        if (text.startsWith(prefix, Qt::CaseInsensitive)) {
+        // A prefix that ends in a separator can't be the start of a plain word: it counts in any case.
+        const bool marked = prefix.back() == '-' || prefix.back() == '_' || prefix.back() == '.';
+        if (text.startsWith(prefix, marked ? Qt::CaseInsensitive : Qt::CaseSensitive)) {
             return true;
         }
     }

@@ -186,13 +186,13 @@ using DiagnosticFields = QList<DiagnosticField>;
 // it looks like a credential or holds a word that names the person at this computer.
 namespace DiagnosticRedaction {
 
-// A known token prefix in any case ("sk-", "ghp_", "github_pat_", "xoxb-", "AKIA", "eyJ", ...), a run of 8
-// or more characters between separators that mixes letters and digits, or a run of 20 or more that holds a
-// digit. Names such as "claude-sonnet-4-5-20250929" or "x86_64" pass; "sha256sum" does not, which only costs
-// its name in the log.
+// A known token prefix (those ending in "-", "_" or "." in any case: "sk-", "ghp_", "github_pat_", "xoxb-",
+// "AKIA", "eyJ", ...), a run of 8 or more characters between separators that mixes letters and digits, or a
+// run of 20 or more that holds a digit. Names such as "claude-sonnet-4-5-20250929" or "x86_64" pass;
+// "sha256sum" does not, which only costs its name in the log.
 bool looksLikeCredential(QStringView text);
 
-// The first rule alone: the prefix of a known kind of token, in any case.
+// The first rule alone: the prefix of a known kind of token.
 bool hasCredentialPrefix(QStringView text);
 
 // True when the text holds one of the personal words: words of 4 characters or more anywhere, shorter
