@@ -2,12 +2,12 @@
 
 namespace tessary {
 
-PolledMonitor::PolledMonitor(QString name, MonitorPeriods periods, MonitorServices services,
+PolledMonitor::PolledMonitor(DiagnosticLiteral name, MonitorPeriods periods, MonitorServices services,
                              OnUpdate onUpdate)
-    : m_name(std::move(name))
+    : m_name(name)
     , m_periods(periods)
     , m_runner(services.runner)
-    , m_log(std::move(services.log))
+    , m_logger(services.logger != nullptr ? *services.logger : DiagnosticLogger::shared())
     , m_onUpdate(std::move(onUpdate))
     , m_loop(
           services.scheduler, [this] { return currentInterval(); },
@@ -18,7 +18,7 @@ PolledMonitor::PolledMonitor(QString name, MonitorPeriods periods, MonitorServic
 PolledMonitor::~PolledMonitor() = default;
 
 void PolledMonitor::start() {
-    log(MonitorLogEvent::start);
+    log(DiagnosticLevel::info, "start");
     m_loop.start();
 }
 
@@ -26,29 +26,39 @@ void PolledMonitor::stop() {
     if (!m_loop.isRunning()) {
         return;
     }
-    log(MonitorLogEvent::stop);
+    log(DiagnosticLevel::info, "stop");
     m_loop.stop();
 }
 
 void PolledMonitor::noteFailure(const ProviderFailure& failure) {
     m_retrying = true;
-    if (m_failureInForce != failure.kind) {
-        m_failureInForce = failure.kind;
-        log(MonitorLogEvent::failed, failure.kind);
+    if (m_failures.failed(failure.kind)) {
+        m_logger.log(DiagnosticLevel::error, DiagnosticCategory::monitor, "failed", [&] {
+            return DiagnosticFields{{"monitor", DiagnosticValue::name(QString(m_name.text()))},
+                                    {"error", failure.kind}};
+        });
     }
 }
 
 void PolledMonitor::noteSuccess() {
     m_retrying = false;
-    if (std::exchange(m_failureInForce, std::nullopt)) {
-        log(MonitorLogEvent::recovered);
+    if (m_failures.succeeded()) {
+        logRecovered();
     }
 }
 
-void PolledMonitor::log(MonitorLogEvent event, const QString& errorKind) const {
-    if (m_log) {
-        m_log(MonitorLogEntry{m_name, event, errorKind});
-    }
+void PolledMonitor::logEmptyReading() const {
+    log(DiagnosticLevel::info, "empty.retrying");
+}
+
+void PolledMonitor::logRecovered() const {
+    log(DiagnosticLevel::info, "recovered");
+}
+
+void PolledMonitor::log(DiagnosticLevel level, DiagnosticLiteral event) const {
+    m_logger.log(level, DiagnosticCategory::monitor, event, [this] {
+        return DiagnosticFields{{"monitor", DiagnosticValue::name(QString(m_name.text()))}};
+    });
 }
 
 void PolledMonitor::notifyUpdate() const {
@@ -58,7 +68,7 @@ void PolledMonitor::notifyUpdate() const {
 }
 
 ProviderFailure PolledMonitor::unexpectedFailure() {
-    return {QStringLiteral("unexpected"), QStringLiteral("The reading failed unexpectedly."), false};
+    return {"unexpected", QStringLiteral("The reading failed unexpectedly."), false};
 }
 
 } // namespace tessary

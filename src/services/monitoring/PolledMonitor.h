@@ -1,7 +1,8 @@
 #pragma once
 
+#include "core/diagnostics/DiagnosticFailureTracker.h"
+#include "core/diagnostics/DiagnosticLogger.h"
 #include "services/monitoring/CancellationToken.h"
-#include "services/monitoring/MonitorLog.h"
 #include "services/monitoring/PollingLoop.h"
 #include "services/monitoring/ProviderResult.h"
 #include "services/monitoring/ProviderRunner.h"
@@ -35,13 +36,16 @@ inline constexpr MonitorPeriods antigravitySessions{45, 5};
 struct MonitorServices {
     Scheduler& scheduler;
     ProviderRunner& runner;
-    MonitorLog log;
+    // Where the monitor's lines go; the process's diagnostic log when null.
+    DiagnosticLogger* logger = nullptr;
 };
 
 // A main-thread object that paces one provider with a PollingLoop: it runs the provider on the
 // runner's threads, takes the result back on the main thread, keeps the "retrying" state that picks
 // the shorter period, logs a failure once per kind, and calls `onUpdate` when its store changed.
-// Subclasses say what one reading does with the result.
+// Subclasses say what one reading does with the result. Lines go to the category "monitor", with
+// the monitor's name in the field "monitor": "start", "stop", "failed" (with "error", the kind),
+// "recovered", and "empty.retrying" for a session list set aside.
 class PolledMonitor : public QObject {
 public:
     using OnUpdate = std::function<void()>;
@@ -58,7 +62,7 @@ public:
     // dropped.
     void stop();
 
-    [[nodiscard]] const QString& name() const { return m_name; }
+    [[nodiscard]] DiagnosticLiteral name() const { return m_name; }
     [[nodiscard]] bool isRunning() const { return m_loop.isRunning(); }
     [[nodiscard]] bool isReading() const { return m_loop.isStepRunning(); }
     [[nodiscard]] bool isRetrying() const { return m_retrying; }
@@ -69,7 +73,9 @@ public:
     }
 
 protected:
-    PolledMonitor(QString name, MonitorPeriods periods, MonitorServices services, OnUpdate onUpdate);
+    // `name` is a fixed name such as "claudeUsage", written in every line the monitor logs.
+    PolledMonitor(DiagnosticLiteral name, MonitorPeriods periods, MonitorServices services,
+                  OnUpdate onUpdate);
 
     // One reading: must call `finish` exactly once, on the main thread, even when cancelled.
     virtual void read(const CancellationToken& cancellation, PollingLoop::Finish finish) = 0;
@@ -103,20 +109,22 @@ protected:
     void noteFailure(const ProviderFailure& failure);
     // A good reading: back to the normal period, and "recovered" if a failure was in force.
     void noteSuccess();
-    void log(MonitorLogEvent event, const QString& errorKind = {}) const;
+    void logEmptyReading() const;
+    void logRecovered() const;
     void notifyUpdate() const;
 
 private:
     static ProviderFailure unexpectedFailure();
 
-    QString m_name;
+    void log(DiagnosticLevel level, DiagnosticLiteral event) const;
+
+    DiagnosticLiteral m_name;
     MonitorPeriods m_periods;
     ProviderRunner& m_runner;
-    MonitorLog m_log;
+    DiagnosticLogger& m_logger;
     OnUpdate m_onUpdate;
     bool m_retrying = false;
-    // The kind of the failure now in force, so that it is logged once.
-    std::optional<QString> m_failureInForce;
+    DiagnosticFailureTracker m_failures;
     PollingLoop m_loop;
 };
 

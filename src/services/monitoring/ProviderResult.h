@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/diagnostics/DiagnosticValue.h"
 #include "services/monitoring/CancellationToken.h"
 
 #include <QString>
@@ -12,15 +13,15 @@ namespace tessary {
 // What a monitor needs to know of a failed reading. Each subsystem turns its own typed error into
 // this, with the short text that the store shows.
 struct ProviderFailure {
-    // A short, fixed name of the kind of failure, for the log ("missingCredentials",
-    // "requestFailed"); a failure of the same kind is logged once while it lasts.
-    QString kind;
+    // The kind of failure for the log, usually DiagnosticValue::errorKind of the typed error; a
+    // failure of the same kind is logged once while it lasts.
+    DiagnosticValue kind;
     // Shown to the user through the store.
     QString userText;
     // A cancelled reading is never a failure: nothing is stored or logged.
     bool isCancellation = false;
 
-    [[nodiscard]] static ProviderFailure cancelled() { return {QStringLiteral("cancelled"), {}, true}; }
+    [[nodiscard]] static ProviderFailure cancelled() { return {"cancelled", {}, true}; }
 
     bool operator==(const ProviderFailure&) const = default;
 };

@@ -26,9 +26,9 @@ public:
     // Empty readings over a non-empty store that are set aside before an empty list is believed.
     static constexpr int ignoredEmptyReadings = 2;
 
-    SessionMonitor(QString name, MonitorPeriods periods, Provider<List> provider, Store& store,
+    SessionMonitor(DiagnosticLiteral name, MonitorPeriods periods, Provider<List> provider, Store& store,
                    MonitorServices services, OnUpdate onUpdate)
-        : PolledMonitor(std::move(name), periods, std::move(services), std::move(onUpdate))
+        : PolledMonitor(name, periods, services, std::move(onUpdate))
         , m_provider(std::move(provider))
         , m_store(store) {}
 
@@ -53,12 +53,12 @@ private:
             ++m_consecutiveEmptyReads;
             setRetrying(true);
             if (m_consecutiveEmptyReads == 1) {
-                log(MonitorLogEvent::emptySnapshotRetrying);
+                logEmptyReading();
             }
             return;
         }
         if (!list.isEmpty() && m_consecutiveEmptyReads >= 1) {
-            log(MonitorLogEvent::recovered);
+            logRecovered();
         }
         m_consecutiveEmptyReads = 0;
         setRetrying(false);

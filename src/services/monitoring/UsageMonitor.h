@@ -22,9 +22,9 @@ template <typename Report, typename Store = LatestValueStore<Report>>
 requires ReportStore<Store, Report>
 class UsageMonitor final : public PolledMonitor {
 public:
-    UsageMonitor(QString name, MonitorPeriods periods, Provider<Report> provider, Store& store,
+    UsageMonitor(DiagnosticLiteral name, MonitorPeriods periods, Provider<Report> provider, Store& store,
                  MonitorServices services, OnUpdate onUpdate)
-        : PolledMonitor(std::move(name), periods, std::move(services), std::move(onUpdate))
+        : PolledMonitor(name, periods, services, std::move(onUpdate))
         , m_provider(std::move(provider))
         , m_store(store) {}
 

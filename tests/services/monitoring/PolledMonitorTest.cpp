@@ -21,7 +21,7 @@ struct Report {
 };
 
 ProviderFailure failure(const QString& kind) {
-    return {kind, u"failed: "_s + kind, false};
+    return {DiagnosticValue::name(kind), u"failed: "_s + kind, false};
 }
 
 // A provider that answers from a script, on the runner's threads. With `gated` each call waits
@@ -95,14 +95,18 @@ private slots:
     void sessionFailureLeavesTheStoreAlone();
 
 private:
-    MonitorServices services() {
-        return {*m_scheduler, *m_runner, [this](const MonitorLogEntry& entry) { m_log.append(entry); }};
-    }
+    MonitorServices services() { return {*m_scheduler, *m_runner, m_logger.get()}; }
+    // The messages of the monitor lines, without the monitor's name.
     QStringList loggedEvents() const {
         QStringList events;
-        for (const auto& entry : m_log) {
-            events.append(rawValue(entry.event) +
-                          (entry.errorKind.isEmpty() ? QString() : u':' + entry.errorKind));
+        for (const QString& line : m_logger->recentLines()) {
+            QStringList parts = line.split(u' ');
+            if (parts.size() < 4 || parts.at(1) != u"monitor"_s) {
+                continue;
+            }
+            parts = parts.mid(3);
+            parts.removeIf([](const QString& part) { return part.startsWith(u"monitor="_s); });
+            events.append(parts.join(u' '));
         }
         return events;
     }
@@ -114,7 +118,7 @@ private:
     std::unique_ptr<ManualClock> m_clock;
     std::unique_ptr<ManualScheduler> m_scheduler;
     std::unique_ptr<ProviderRunner> m_runner;
-    QList<MonitorLogEntry> m_log;
+    std::unique_ptr<DiagnosticLogger> m_logger;
     int m_updates = 0;
 };
 
@@ -122,7 +126,7 @@ void PolledMonitorTest::init() {
     m_clock = std::make_unique<ManualClock>();
     m_scheduler = std::make_unique<ManualScheduler>(*m_clock);
     m_runner = std::make_unique<ProviderRunner>(4);
-    m_log.clear();
+    m_logger = std::make_unique<DiagnosticLogger>(*m_clock, QTimeZone::utc(), nullptr);
     m_updates = 0;
 }
 
@@ -135,7 +139,7 @@ void PolledMonitorTest::usageCadenceAfterSuccessAndFailure() {
     script.script({Report{20}, failure(u"requestFailed"_s), failure(u"requestFailed"_s),
                    failure(u"unauthorized"_s), Report{30}});
     LatestValueStore<Report> store;
-    UsageMonitor<Report> monitor(u"claudeUsage"_s, MonitorPeriod::claudeUsage, script.provider(), store,
+    UsageMonitor<Report> monitor("claudeUsage", MonitorPeriod::claudeUsage, script.provider(), store,
                                  services(), [this] { ++m_updates; });
     monitor.start();
     QVERIFY(monitor.isReading()); // the first reading begins at once
@@ -165,9 +169,10 @@ void PolledMonitorTest::usageCadenceAfterSuccessAndFailure() {
     QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(120));
     QCOMPARE(m_updates, 5);
     // The same kind twice is logged once; a new kind is logged; the good reading recovers.
-    QCOMPARE(loggedEvents(),
-             (QStringList{u"start"_s, u"failed:requestFailed"_s, u"failed:unauthorized"_s, u"recovered"_s}));
-    QCOMPARE(m_log.first().monitor, u"claudeUsage"_s);
+    QCOMPARE(loggedEvents(), (QStringList{u"start"_s, u"failed error=requestFailed"_s,
+                                          u"failed error=unauthorized"_s, u"recovered"_s}));
+    QVERIFY(m_logger->recentLines().first().endsWith(u"monitor info start monitor=claudeUsage"_s));
+    QVERIFY(m_logger->recentLines().at(1).contains(u" monitor error failed "_s));
 
     monitor.stop();
     monitor.stop();
@@ -180,7 +185,7 @@ void PolledMonitorTest::cancelledReadingIsNeverAFailure() {
     Script<Report> script(ProviderFailure::cancelled());
     LatestValueStore<Report> store;
     store.update(Report{50});
-    UsageMonitor<Report> monitor(u"codexUsage"_s, MonitorPeriod::codexUsage, script.provider(), store,
+    UsageMonitor<Report> monitor("codexUsage", MonitorPeriod::codexUsage, script.provider(), store,
                                  services(), [this] { ++m_updates; });
     monitor.start();
     QVERIFY(readingLands(monitor));
@@ -195,7 +200,7 @@ void PolledMonitorTest::providerThatThrowsIsAFailure() {
     Script<Report> script(Report{1});
     script.throws = true;
     LatestValueStore<Report> store;
-    UsageMonitor<Report> monitor(u"claudeUsage"_s, MonitorPeriod::claudeUsage, script.provider(), store,
+    UsageMonitor<Report> monitor("claudeUsage", MonitorPeriod::claudeUsage, script.provider(), store,
                                  services(), [this] { ++m_updates; });
     monitor.start();
     QVERIFY(readingLands(monitor));
@@ -213,7 +218,7 @@ void PolledMonitorTest::readingsNeverOverlap() {
     Script<Report> script(Report{10});
     script.gated = true;
     LatestValueStore<Report> store;
-    UsageMonitor<Report> monitor(u"claudeUsage"_s, MonitorPeriod::claudeUsage, script.provider(), store,
+    UsageMonitor<Report> monitor("claudeUsage", MonitorPeriod::claudeUsage, script.provider(), store,
                                  services(), [this] { ++m_updates; });
     monitor.start();
     QTRY_COMPARE(script.calls.load(), 1);
@@ -237,7 +242,7 @@ void PolledMonitorTest::stopDropsTheReadingOut() {
     Script<Report> script(Report{70});
     script.gated = true;
     LatestValueStore<Report> store;
-    UsageMonitor<Report> monitor(u"claudeUsage"_s, MonitorPeriod::claudeUsage, script.provider(), store,
+    UsageMonitor<Report> monitor("claudeUsage", MonitorPeriod::claudeUsage, script.provider(), store,
                                  services(), [this] { ++m_updates; });
     monitor.start();
     QTRY_COMPARE(script.calls.load(), 1);
@@ -257,7 +262,7 @@ void PolledMonitorTest::monitorDestroyedWhileReading() {
     script.gated = true;
     LatestValueStore<Report> store;
     auto monitor =
-        std::make_unique<UsageMonitor<Report>>(u"claudeUsage"_s, MonitorPeriod::claudeUsage,
+        std::make_unique<UsageMonitor<Report>>(DiagnosticLiteral("claudeUsage"), MonitorPeriod::claudeUsage,
                                                script.provider(), store, services(), [this] { ++m_updates; });
     monitor->start();
     QTRY_COMPARE(script.calls.load(), 1);
@@ -280,16 +285,15 @@ void PolledMonitorTest::emptyReadGuard_data() {
 
     QTest::newRow("a real emptying takes three reads")
         << true << QList<int>{0, 0, 0} << QList<int>{1, 1, 0} << QList<double>{5, 5, 45}
-        << QStringList{u"start"_s, u"empty snapshot; retrying"_s};
+        << QStringList{u"start"_s, u"empty.retrying"_s};
     QTest::newRow("one empty read changes nothing")
         << true << QList<int>{0, 2} << QList<int>{1, 2} << QList<double>{5, 45}
-        << QStringList{u"start"_s, u"empty snapshot; retrying"_s, u"recovered"_s};
+        << QStringList{u"start"_s, u"empty.retrying"_s, u"recovered"_s};
     QTest::newRow("empty over an empty store is published")
         << false << QList<int>{0, 0} << QList<int>{0, 0} << QList<double>{45, 45} << QStringList{u"start"_s};
     QTest::newRow("the count starts over after a good read")
         << true << QList<int>{0, 3, 0, 0, 0} << QList<int>{1, 3, 3, 3, 0} << QList<double>{5, 45, 5, 5, 45}
-        << QStringList{u"start"_s, u"empty snapshot; retrying"_s, u"recovered"_s,
-                       u"empty snapshot; retrying"_s};
+        << QStringList{u"start"_s, u"empty.retrying"_s, u"recovered"_s, u"empty.retrying"_s};
 }
 
 void PolledMonitorTest::emptyReadGuard() {
@@ -311,7 +315,7 @@ void PolledMonitorTest::emptyReadGuard() {
     if (storeStartsFull) {
         store.update(Sessions{u"kept"_s});
     }
-    SessionMonitor<Sessions> monitor(u"claudeSessions"_s, MonitorPeriod::claudeSessions, script.provider(),
+    SessionMonitor<Sessions> monitor("claudeSessions", MonitorPeriod::claudeSessions, script.provider(),
                                      store, services(), [this] { ++m_updates; });
     int expectedUpdates = 0;
     int previousStored = storeStartsFull ? 1 : 0;
@@ -339,8 +343,8 @@ void PolledMonitorTest::sessionFailureLeavesTheStoreAlone() {
     script.script({failure(u"unreadable"_s), failure(u"unreadable"_s)});
     LatestValueStore<Sessions> store;
     store.update(Sessions{u"a"_s});
-    SessionMonitor<Sessions> monitor(u"codexSessions"_s, MonitorPeriod::codexSessions, script.provider(),
-                                     store, services(), [this] { ++m_updates; });
+    SessionMonitor<Sessions> monitor("codexSessions", MonitorPeriod::codexSessions, script.provider(), store,
+                                     services(), [this] { ++m_updates; });
     monitor.start();
     QVERIFY(readingLands(monitor));
     QCOMPARE(store.latest(), std::optional<Sessions>(Sessions{u"a"_s}));
@@ -353,7 +357,7 @@ void PolledMonitorTest::sessionFailureLeavesTheStoreAlone() {
     QVERIFY(readingLands(monitor));
     QCOMPARE(store.latest(), std::optional<Sessions>(Sessions{u"b"_s}));
     QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(120));
-    QCOMPARE(loggedEvents(), (QStringList{u"start"_s, u"failed:unreadable"_s, u"recovered"_s}));
+    QCOMPARE(loggedEvents(), (QStringList{u"start"_s, u"failed error=unreadable"_s, u"recovered"_s}));
 }
 
 QTEST_GUILESS_MAIN(PolledMonitorTest)
