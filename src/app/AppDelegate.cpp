@@ -2,9 +2,11 @@
 
 #include "app/StatusMenu.h"
 #include "app/TrayIcon.h"
+#include "core/diagnostics/DiagnosticLog.h"
 #include "platform/loginitem/LoginItem.h"
 
 #include <QCoreApplication>
+#include <QSysInfo>
 #include <QSystemTrayIcon>
 
 namespace tessary {
@@ -36,6 +38,19 @@ void AppDelegate::applicationDidFinishLaunching() {
 
     const TessarySettings& settings = m_settingsStore.settings();
     m_verboseLogging = settings.verboseLogging;
+    DiagnosticLogger::shared().setVerbose(m_verboseLogging);
+    DiagnosticLog::info(DiagnosticCategory::app, "launch", [&] {
+        return DiagnosticFields{
+            {"version", DiagnosticValue::name(QStringLiteral(TESSARY_VERSION))},
+            {"build", DiagnosticValue::name(QSysInfo::buildAbi())},
+            {"os", DiagnosticValue::name(QSysInfo::productType())},
+            {"osVersion", DiagnosticValue::name(QSysInfo::productVersion())},
+            {"kernel", DiagnosticValue::name(QSysInfo::kernelVersion())},
+            {"qt", DiagnosticValue::name(QString::fromLatin1(qVersion()))},
+            {"verbose", DiagnosticValue::boolean(m_verboseLogging)},
+            {"file", DiagnosticValue::boolean(DiagnosticLogger::shared().sink() != nullptr)},
+        };
+    });
     m_localization = Localization::forSetting(settings.language);
 
     observeSettings();
@@ -60,11 +75,13 @@ void AppDelegate::applicationWillTerminate() {
         return;
     }
     m_running = false;
+    DiagnosticLog::info(DiagnosticCategory::app, "terminate");
     if (m_trayIcon) {
         m_trayIcon->hide();
     }
     m_trayIcon.reset();
     m_statusMenu.reset();
+    DiagnosticLog::flush();
 }
 
 void AppDelegate::openSettings(SettingsSection section) {
@@ -76,14 +93,23 @@ void AppDelegate::openSettings(SettingsSection section) {
 }
 
 void AppDelegate::observeSettings() {
-    // The store publishes only values that differ from the last one.
-    connect(&m_settingsStore, &SettingsStore::settingsChanged, this,
-            [this](const TessarySettings& settings) { applySettings(settings); });
+    // The store publishes only values that differ from the last one. Delivery is queued, so a
+    // change made during a refresh reaches the system after that refresh.
+    connect(
+        &m_settingsStore, &SettingsStore::settingsChanged, this,
+        [this](const TessarySettings& settings) { applySettings(settings); }, Qt::QueuedConnection);
+    connect(&m_settingsStore, &SettingsStore::loginItemFailed, this, [](bool requested) {
+        DiagnosticLog::error(DiagnosticCategory::settings, "loginItem.failed",
+                             [&] { return DiagnosticFields{{"requested", DiagnosticValue::boolean(requested)}}; });
+    });
 }
 
 void AppDelegate::applySettings(const TessarySettings& settings) {
     if (settings.verboseLogging != m_verboseLogging) {
         m_verboseLogging = settings.verboseLogging;
+        DiagnosticLogger::shared().setVerbose(m_verboseLogging);
+        DiagnosticLog::info(DiagnosticCategory::settings, "verboseLogging",
+                            [&] { return DiagnosticFields{{"enabled", DiagnosticValue::boolean(m_verboseLogging)}}; });
     }
     const Localization localization = Localization::forSetting(settings.language);
     if (localization != m_localization) {

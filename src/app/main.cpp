@@ -2,6 +2,7 @@
 #include "app/SingleInstance.h"
 #include "app/TessaryApplication.h"
 #include "app/UnixSignals.h"
+#include "core/diagnostics/DiagnosticLog.h"
 #include "platform/loginitem/linux/XdgAutostartLoginItem.h"
 
 #include <QSettings>
@@ -20,6 +21,9 @@ int main(int argc, char** argv) {
     }
 
     QSettings defaults; // organization and application "Tessary": ~/.config/Tessary/Tessary.conf
+    // The log file first, so that everything after it can be told.
+    const auto logSink = DiagnosticLog::startFileLogging();
+
     XdgAutostartLoginItem loginItem;
     AppDelegate delegate(AppEnvironment{&defaults, &loginItem});
 

@@ -40,6 +40,10 @@ QStringList entries(QMenu* menu) {
     }
     return result;
 }
+// Settings reach the system on the next turn of the event loop.
+void settle() {
+    QCoreApplication::processEvents();
+}
 QAction* entry(QMenu* menu, const QString& text) {
     for (QAction* action : menu->actions()) {
         if (action->text() == text) {
@@ -85,10 +89,12 @@ void AppDelegateTest::equalSettingsCauseNoReaction() {
     delegate->applicationDidFinishLaunching();
     QSignalSpy applied(delegate.get(), &AppDelegate::settingsApplied);
     delegate->settingsStore().setSettings(delegate->settingsStore().settings());
+    settle();
     QCOMPARE(applied.size(), 0);
     TessarySettings changed = delegate->settingsStore().settings();
     changed.reducesMotion = true;
     delegate->settingsStore().setSettings(changed);
+    settle();
     QCOMPARE(applied.size(), 1);
 }
 
@@ -98,9 +104,11 @@ void AppDelegateTest::languageChangeRelabelsTheMenu() {
     TessarySettings settings = delegate->settingsStore().settings();
     settings.language = AppLanguage::portuguese;
     delegate->settingsStore().setSettings(settings);
+    settle();
     QVERIFY(entry(delegate->statusMenu()->menu(), u"Sair do Tessary"_s));
     settings.language = AppLanguage::english;
     delegate->settingsStore().setSettings(settings);
+    settle();
     QVERIFY(entry(delegate->statusMenu()->menu(), u"Quit Tessary"_s));
 }
 

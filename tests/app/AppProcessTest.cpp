@@ -1,5 +1,6 @@
 // Starts the real program, as a user's session would, and stops it the ways a session does.
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTest>
@@ -57,6 +58,14 @@ void AppProcessTest::stopsCleanlyOnSignal() {
     QCOMPARE(app.exitStatus(), QProcess::NormalExit);
     QCOMPARE(app.exitCode(), 0);
     QVERIFY(!QFileInfo::exists(instanceSocket())); // the listener was closed on the way out
+
+    // Both ends of the run are in the log file, in order.
+    QFile log(qEnvironmentVariable("XDG_STATE_HOME") + u"/tessary/logs/tessary.log"_s);
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    const QByteArray text = log.readAll();
+    const qsizetype launch = text.lastIndexOf(" app info launch ");
+    const qsizetype terminate = text.lastIndexOf(" app info terminate");
+    QVERIFY2(launch >= 0 && terminate > launch, text.constData());
 }
 
 void AppProcessTest::secondLaunchHandsOverAndExits() {
