@@ -1,0 +1,29 @@
+#pragma once
+
+#include "core/localization/Localization.h"
+#include "services/workspace/Surface.h"
+
+#include <QRectF>
+#include <QString>
+
+#include <functional>
+#include <optional>
+
+namespace tessary {
+
+class PanelWindowTraits;
+
+// What every surface needs from the program around it.
+struct SurfaceEnvironment {
+    PanelWindowTraits& windowTraits;
+    // The language of the readouts; English when not given.
+    std::function<Localization()> localization;
+    // The room a display leaves for windows, by display id, for throws and snapping; Qt's screens
+    // when not given.
+    std::function<std::optional<QRectF>(const QString& displayID)> visibleFrame;
+};
+
+// The factory the workspace loop makes its surfaces with.
+[[nodiscard]] SurfaceFactory makeSurfaceFactory(SurfaceEnvironment environment);
+
+} // namespace tessary

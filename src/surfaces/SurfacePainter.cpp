@@ -1,0 +1,615 @@
+#include "surfaces/SurfacePainter.h"
+
+#include "spatial/slots/SurfaceShapes.h"
+
+#include <QFontMetricsF>
+#include <QLinearGradient>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace tessary {
+
+namespace {
+
+// The palette: a smoked glass that reads over any wallpaper, white type, and one colour per tone.
+const QColor glassTop(38, 40, 48, 226);
+const QColor glassBottom(20, 21, 27, 236);
+const QColor notchBlack(7, 7, 9, 252);
+const QColor rimLight(255, 255, 255, 30);
+const QColor rimDark(0, 0, 0, 110);
+const QColor textPrimary(246, 247, 250);
+const QColor textSecondary(255, 255, 255, 160);
+const QColor textTertiary(255, 255, 255, 112);
+const QColor track(255, 255, 255, 34);
+const QColor hoverWash(255, 255, 255, 16);
+const QColor divider(255, 255, 255, 22);
+const QColor progressBlue(112, 170, 255);
+const QColor pressureMint(92, 214, 172);
+const QColor warningAmber(247, 186, 77);
+const QColor criticalRed(255, 102, 102);
+const QColor successGreen(104, 214, 128);
+
+double clamp01(double value) {
+    return std::isfinite(value) ? std::clamp(value, 0.0, 1.0) : 0.0;
+}
+
+QColor withAlpha(QColor color, double factor) {
+    color.setAlphaF(static_cast<float>(clamp01(color.alphaF() * factor)));
+    return color;
+}
+
+QFont font(double pixelSize, QFont::Weight weight) {
+    QFont f;
+    f.setPixelSize(std::max(1, static_cast<int>(std::lround(pixelSize))));
+    f.setWeight(weight);
+    f.setHintingPreference(QFont::PreferNoHinting);
+    return f;
+}
+
+QColor gaugeColor(const GaugeMetric& gauge) {
+    switch (gauge.tone) {
+    case GaugeMetric::Tone::critical:
+        return criticalRed;
+    case GaugeMetric::Tone::warning:
+        return warningAmber;
+    case GaugeMetric::Tone::normal:
+        break;
+    }
+    return gauge.scale == GaugeMetric::Scale::pressure ? pressureMint : progressBlue;
+}
+
+// The module's accent: its primary gauge's colour, turned by an urgent state.
+QColor accentOf(const ModuleSnapshot& module) {
+    if (module.state == ModuleState::critical) {
+        return criticalRed;
+    }
+    if (module.state == ModuleState::attention) {
+        return warningAmber;
+    }
+    if (const auto gauge = module.variants.primaryGauge()) {
+        return gaugeColor(*gauge);
+    }
+    return module.state == ModuleState::success ? successGreen : progressBlue;
+}
+
+std::optional<QColor> signalColor(const ModuleSnapshot& module) {
+    if (!module.variants.signal || module.variants.signal->facts().empty()) {
+        return std::nullopt;
+    }
+    auto tone = ChangeSignal::Fact::Tone::info;
+    bool first = true;
+    for (const auto& fact : module.variants.signal->facts()) {
+        if (first || fact.tone < tone) {
+            tone = fact.tone;
+            first = false;
+        }
+    }
+    switch (tone) {
+    case ChangeSignal::Fact::Tone::critical:
+        return criticalRed;
+    case ChangeSignal::Fact::Tone::attention:
+        return warningAmber;
+    case ChangeSignal::Fact::Tone::success:
+        return successGreen;
+    case ChangeSignal::Fact::Tone::info:
+        break;
+    }
+    return progressBlue;
+}
+
+// Unavailable modules step back.
+double contentOpacity(const ModuleSnapshot& module) {
+    return module.state == ModuleState::unavailable ? 0.5 : 1.0;
+}
+
+void drawText(QPainter& painter, const QRectF& box, const QString& text, const QFont& f, const QColor& color,
+              Qt::Alignment alignment = Qt::AlignCenter) {
+    if (box.width() <= 1 || box.height() <= 1 || text.isEmpty()) {
+        return;
+    }
+    painter.setFont(f);
+    painter.setPen(color);
+    const QString shown = QFontMetricsF(f).elidedText(text, Qt::ElideRight, box.width());
+    painter.drawText(box, static_cast<int>(alignment | Qt::TextSingleLine), shown);
+}
+
+void drawBar(QPainter& painter, const QRectF& box, double fraction, const QColor& color) {
+    if (box.width() <= 0 || box.height() <= 0) {
+        return;
+    }
+    const double radius = box.height() / 2;
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(track);
+    painter.drawRoundedRect(box, radius, radius);
+    const double filled = box.width() * clamp01(fraction);
+    if (filled > 0.5) {
+        painter.setBrush(color);
+        painter.drawRoundedRect(QRectF(box.left(), box.top(), std::max(filled, box.height()), box.height()),
+                                radius, radius);
+    }
+}
+
+void drawRingGauge(QPainter& painter, const QRectF& circle, double width, double fraction,
+                   const QColor& color) {
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(track, width, Qt::SolidLine, Qt::FlatCap));
+    painter.drawEllipse(circle);
+    const int span = static_cast<int>(std::lround(-clamp01(fraction) * 360 * 16));
+    if (span != 0) {
+        painter.setPen(QPen(color, width, Qt::SolidLine, Qt::RoundCap));
+        painter.drawArc(circle, 90 * 16, span);
+    }
+}
+
+void drawSignalDot(QPainter& painter, const QPointF& center, double radius, const QColor& color) {
+    painter.setPen(QPen(QColor(0, 0, 0, 140), 1.5));
+    painter.setBrush(color);
+    painter.drawEllipse(center, radius, radius);
+}
+
+QPainterPath boxPath(const RoundedBox& input) {
+    const RoundedBox b = input.clamped();
+    const QRectF& r = b.rect;
+    QPainterPath path;
+    path.moveTo(r.left() + b.topLeft, r.top());
+    path.lineTo(r.right() - b.topRight, r.top());
+    if (b.topRight > 0) {
+        path.arcTo(QRectF(r.right() - 2 * b.topRight, r.top(), 2 * b.topRight, 2 * b.topRight), 90, -90);
+    }
+    path.lineTo(r.right(), r.bottom() - b.bottomRight);
+    if (b.bottomRight > 0) {
+        path.arcTo(QRectF(r.right() - 2 * b.bottomRight, r.bottom() - 2 * b.bottomRight, 2 * b.bottomRight,
+                          2 * b.bottomRight),
+                   0, -90);
+    }
+    path.lineTo(r.left() + b.bottomLeft, r.bottom());
+    if (b.bottomLeft > 0) {
+        path.arcTo(QRectF(r.left(), r.bottom() - 2 * b.bottomLeft, 2 * b.bottomLeft, 2 * b.bottomLeft), 270,
+                   -90);
+    }
+    path.lineTo(r.left(), r.top() + b.topLeft);
+    if (b.topLeft > 0) {
+        path.arcTo(QRectF(r.left(), r.top(), 2 * b.topLeft, 2 * b.topLeft), 180, -90);
+    }
+    path.closeSubpath();
+    return path;
+}
+
+QPainterPath bandPath(const QuarterBand& band) {
+    const QPointF c = band.center;
+    const QRectF outer(c.x() - band.outer, c.y() - band.outer, 2 * band.outer, 2 * band.outer);
+    QPainterPath path;
+    path.arcMoveTo(outer, band.startAngle());
+    path.arcTo(outer, band.startAngle(), QuarterBand::sweep);
+    if (band.inner > 0) {
+        const QRectF inner(c.x() - band.inner, c.y() - band.inner, 2 * band.inner, 2 * band.inner);
+        path.arcTo(inner, band.startAngle() + QuarterBand::sweep, -QuarterBand::sweep);
+    } else {
+        path.lineTo(c);
+    }
+    path.closeSubpath();
+    return path;
+}
+
+void fillGlass(QPainter& painter, const QPainterPath& path, const QRectF& bounds, bool drawsShadow) {
+    if (drawsShadow) {
+        // A soft shadow, widest and faintest first, a little below the form.
+        painter.save();
+        painter.setBrush(Qt::NoBrush);
+        const QPainterPath lowered = path.translated(0, 1.5);
+        for (int ring = 6; ring >= 1; --ring) {
+            painter.setPen(QPen(QColor(0, 0, 0, 9 + (6 - ring) * 3), ring * 2.0, Qt::SolidLine, Qt::RoundCap,
+                                Qt::RoundJoin));
+            painter.drawPath(lowered);
+        }
+        painter.restore();
+    }
+    QLinearGradient gradient(bounds.topLeft(), bounds.bottomLeft());
+    gradient.setColorAt(0, glassTop);
+    gradient.setColorAt(1, glassBottom);
+    painter.save();
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(gradient);
+    painter.drawPath(path);
+    painter.restore();
+}
+
+void strokeRim(QPainter& painter, const QPainterPath& path) {
+    painter.save();
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(rimDark, 1.0));
+    painter.drawPath(path);
+    painter.setClipPath(path);
+    painter.setPen(QPen(rimLight, 2.0));
+    painter.drawPath(path);
+    painter.restore();
+}
+
+const ModuleSnapshot* moduleAt(const SurfaceScene& scene, int index) {
+    if (index < 0) {
+        return nullptr;
+    }
+    const auto i = static_cast<std::size_t>(index);
+    if (i < scene.modules.size()) {
+        return &scene.modules[i];
+    }
+    if (i - scene.modules.size() < scene.signalOnly.size()) {
+        return &scene.signalOnly[i - scene.modules.size()];
+    }
+    return nullptr;
+}
+
+QString gaugeLabel(const GaugeMetric& gauge) {
+    return gauge.compactLabel && !gauge.compactLabel->isEmpty() ? *gauge.compactLabel : gauge.label;
+}
+
+// Title, value and up to `maximumGauges` gauge rows in a box, from the top: the open form of a
+// module wherever it has room.
+void paintOpenModule(QPainter& painter, SymbolIconCache& icons, const ModuleSnapshot& module,
+                     const QRectF& box, const Localization& localization, double scale, int maximumGauges) {
+    const CompactVariant& compact = module.variants.compact;
+    const double iconSide = std::round(15 * scale);
+    const QColor accent = accentOf(module);
+    double y = box.top();
+    const QRectF iconBox(box.left(), y, iconSide, iconSide);
+    const QImage& icon = icons.icon(compact.symbolName, static_cast<int>(iconSide),
+                                    painter.device()->devicePixelRatioF(), withAlpha(textPrimary, 0.92));
+    painter.drawImage(iconBox, icon);
+    drawText(
+        painter,
+        QRectF(box.left() + iconSide + 6 * scale, y - 2, box.width() - iconSide - 6 * scale, iconSide + 4),
+        compact.title, font(11 * scale, QFont::DemiBold), textSecondary, Qt::AlignLeft | Qt::AlignVCenter);
+    y += iconSide + 6 * scale;
+    const double valueSize = 21 * scale;
+    drawText(painter, QRectF(box.left(), y, box.width(), valueSize * 1.3), compact.value,
+             font(valueSize, QFont::Bold), textPrimary, Qt::AlignLeft | Qt::AlignVCenter);
+    y += valueSize * 1.3 + 2 * scale;
+    if (const auto& card = module.variants.card; card && card->subtitle && y + 14 * scale <= box.bottom()) {
+        drawText(painter, QRectF(box.left(), y, box.width(), 13 * scale), *card->subtitle,
+                 font(10 * scale, QFont::Normal), textTertiary, Qt::AlignLeft | Qt::AlignVCenter);
+        y += 15 * scale;
+    }
+    int shown = 0;
+    for (const GaugeMetric& gauge : module.variants.gauges) {
+        if (shown >= maximumGauges || y + 18 * scale > box.bottom() + 0.5) {
+            break;
+        }
+        const QFont small = font(9.5 * scale, QFont::Medium);
+        const QString readout = gauge.readout(localization);
+        const double readoutWidth = QFontMetricsF(small).horizontalAdvance(readout) + 2;
+        drawText(painter, QRectF(box.left(), y, box.width() - readoutWidth - 4, 12 * scale),
+                 gaugeLabel(gauge), small, textTertiary, Qt::AlignLeft | Qt::AlignVCenter);
+        drawText(painter, QRectF(box.right() - readoutWidth, y, readoutWidth, 12 * scale), readout, small,
+                 textSecondary, Qt::AlignRight | Qt::AlignVCenter);
+        y += 13 * scale;
+        if (!gauge.isTextual) {
+            drawBar(painter, QRectF(box.left(), y, box.width(), 4 * scale), gauge.fraction,
+                    shown == 0 ? accent : gaugeColor(gauge));
+            y += 4 * scale + 5 * scale;
+        }
+        ++shown;
+    }
+}
+
+} // namespace
+
+QPainterPath SurfacePainter::outline(const SurfaceForm& form) {
+    QPainterPath path;
+    if (form.kind == SurfaceForm::Kind::box) {
+        path = boxPath(form.body);
+    } else if (form.kind == SurfaceForm::Kind::rings && !form.bands.empty()) {
+        QuarterBand whole = form.bands.back();
+        whole.inner = 0;
+        path = bandPath(whole);
+    } else if (form.kind == SurfaceForm::Kind::rings && form.core) {
+        path = bandPath(*form.core);
+    }
+    return path;
+}
+
+void SurfacePainter::drawIcon(QPainter& painter, const QString& symbolName, const QRectF& box,
+                              const QColor& color) {
+    const int side = static_cast<int>(std::lround(std::min(box.width(), box.height())));
+    if (side <= 0) {
+        return;
+    }
+    const QImage& image = m_icons.icon(symbolName, side, painter.device()->devicePixelRatioF(), color);
+    painter.drawImage(QRectF(box.center().x() - side / 2.0, box.center().y() - side / 2.0, side, side),
+                      image);
+}
+
+void SurfacePainter::paint(QPainter& painter, const SurfaceScene& scene) {
+    const SurfaceForm form = scene.geometry.form();
+    if (form.kind == SurfaceForm::Kind::none) {
+        return;
+    }
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    const double e = scene.geometry.expansion.value_or(scene.geometry.isExpanded ? 1.0 : 0.0);
+    const SurfaceGrouping& grouping = scene.geometry.grouping;
+    if (const auto* capsule = std::get_if<grouping::Capsule>(&grouping)) {
+        paintCapsule(painter, scene, form, capsule->edge, e);
+    } else if (std::holds_alternative<grouping::Rings>(grouping)) {
+        paintRings(painter, scene, form, e);
+    } else if (std::holds_alternative<grouping::Notch>(grouping)) {
+        paintNotch(painter, scene, form, e);
+    } else {
+        paintBubble(painter, scene, form, e);
+    }
+    painter.restore();
+}
+
+void SurfacePainter::paintBubble(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form,
+                                 double e) {
+    const QPainterPath path = outline(form);
+    fillGlass(painter, path, form.body.rect, scene.drawsShadow);
+    strokeRim(painter, path);
+    const ModuleSnapshot* module = moduleAt(scene, 0);
+    if (module == nullptr || form.moduleAreas.empty()) {
+        return;
+    }
+    const QRectF disc = form.moduleAreas.front();
+    const double side = disc.width();
+    const QPointF middle = disc.center();
+    const CompactVariant& compact = module->variants.compact;
+    const QColor accent = accentOf(*module);
+    const double restAlpha = clamp01(1 - e * 2.2) * contentOpacity(*module);
+    const double openAlpha = clamp01((e - 0.45) * 2.2) * contentOpacity(*module);
+
+    if (restAlpha > 0) {
+        painter.save();
+        painter.setOpacity(restAlpha);
+        const double ringWidth = std::max(3.0, side * 0.045);
+        const double inset = ringWidth / 2 + side * 0.05;
+        const QRectF ring = disc.adjusted(inset, inset, -inset, -inset);
+        const auto gauge = module->variants.primaryGauge();
+        if (gauge && !gauge->isTextual) {
+            drawRingGauge(painter, ring, ringWidth, gauge->fraction, accent);
+        }
+        const double iconSide = std::round(side * 0.19);
+        drawIcon(painter, compact.symbolName,
+                 QRectF(middle.x() - iconSide / 2, middle.y() - side * 0.255, iconSide, iconSide),
+                 withAlpha(textPrimary, 0.9));
+        const double inner = ring.width() - 2 * ringWidth - side * 0.06;
+        drawText(painter, QRectF(middle.x() - inner / 2, middle.y() - side * 0.075, inner, side * 0.22),
+                 compact.value, font(side * 0.175, QFont::Bold), textPrimary);
+        drawText(painter,
+                 QRectF(middle.x() - inner / 2 + side * 0.04, middle.y() + side * 0.13, inner - side * 0.08,
+                        side * 0.14),
+                 compact.title, font(side * 0.108, QFont::DemiBold), textSecondary);
+        painter.restore();
+    }
+    if (openAlpha > 0) {
+        painter.save();
+        painter.setOpacity(openAlpha);
+        const double scale = side / 124.0;
+        const double pad = 12 * scale;
+        paintOpenModule(painter, m_icons, *module, disc.adjusted(pad, pad, -pad, -pad), scene.localization,
+                        scale, 2);
+        painter.restore();
+    }
+    if (const auto dot = signalColor(*module)) {
+        const double r = std::max(3.5, side * 0.045);
+        // On the rim at the top right: where the circle passes 45 degrees, or inside the open corner.
+        const double offset = side * ((0.5 - 0.5 / std::sqrt(2.0)) * (1 - clamp01(e)) + 0.08 * clamp01(e));
+        drawSignalDot(painter, QPointF(disc.right() - offset, disc.top() + offset), r, *dot);
+    }
+}
+
+void SurfacePainter::paintCapsule(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form,
+                                  Edge edge, double e) {
+    const QPainterPath path = outline(form);
+    fillGlass(painter, path, form.body.rect, scene.drawsShadow);
+    const bool vertical = isVertical(edge);
+    painter.save();
+    painter.setClipPath(path);
+    for (std::size_t index = 0; index < form.moduleAreas.size(); ++index) {
+        const QRectF area = form.moduleAreas[index];
+        if (scene.hoveredModule && static_cast<std::size_t>(*scene.hoveredModule) == index && e > 0.05) {
+            painter.fillRect(area, withAlpha(hoverWash, clamp01(e)));
+        }
+        if (index > 0) {
+            // A hairline between segments, short of the capsule's sides.
+            painter.setPen(QPen(divider, 1));
+            if (vertical) {
+                const double inset = area.width() * 0.22;
+                painter.drawLine(QPointF(area.left() + inset, area.top()),
+                                 QPointF(area.right() - inset, area.top()));
+            } else {
+                const double inset = area.height() * 0.22;
+                painter.drawLine(QPointF(area.left(), area.top() + inset),
+                                 QPointF(area.left(), area.bottom() - inset));
+            }
+        }
+    }
+    painter.restore();
+    strokeRim(painter, path);
+
+    for (std::size_t index = 0; index < form.moduleAreas.size(); ++index) {
+        const ModuleSnapshot* module = moduleAt(scene, static_cast<int>(index));
+        if (module == nullptr) {
+            continue;
+        }
+        const QRectF area = form.moduleAreas[index];
+        const double across = vertical ? area.width() : area.height();
+        const double restAlpha = clamp01(1 - e * 2.2) * contentOpacity(*module);
+        const double openAlpha = clamp01((e - 0.45) * 2.2) * contentOpacity(*module);
+        const auto gauge = module->variants.primaryGauge();
+        if (restAlpha > 0) {
+            painter.save();
+            painter.setOpacity(restAlpha);
+            const double iconSide = std::round(across * 0.42);
+            const QPointF middle = area.center();
+            drawIcon(painter, module->variants.compact.symbolName,
+                     QRectF(middle.x() - iconSide / 2, middle.y() - iconSide * 0.75, iconSide, iconSide),
+                     withAlpha(textPrimary, 0.9));
+            if (gauge && !gauge->isTextual) {
+                const double barWidth = across * 0.52;
+                drawBar(painter, QRectF(middle.x() - barWidth / 2, middle.y() + iconSide * 0.5, barWidth, 3),
+                        gauge->fraction, accentOf(*module));
+            }
+            painter.restore();
+        }
+        if (openAlpha > 0) {
+            painter.save();
+            painter.setOpacity(openAlpha);
+            const double scale = across / 103.0;
+            const double pad = 11 * scale;
+            paintOpenModule(painter, m_icons, *module, area.adjusted(pad, pad, -pad, -pad),
+                            scene.localization, scale, 1);
+            painter.restore();
+        }
+        if (const auto dot = signalColor(*module)) {
+            const double r = std::max(3.0, across * 0.06);
+            drawSignalDot(painter, QPointF(area.right() - r * 2.2, area.top() + r * 2.2), r, *dot);
+        }
+    }
+}
+
+void SurfacePainter::paintRings(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form,
+                                double e) {
+    const QPainterPath path = outline(form);
+    fillGlass(painter, path, form.bounds(), scene.drawsShadow);
+    painter.save();
+    painter.setClipPath(path);
+    for (std::size_t index = 0; index < form.bands.size(); ++index) {
+        const QuarterBand& band = form.bands[index];
+        if (scene.hoveredModule && static_cast<std::size_t>(*scene.hoveredModule) == index && e > 0.05) {
+            painter.fillPath(bandPath(band), withAlpha(hoverWash, clamp01(e)));
+        }
+        // The seam between two bands: a dark line with a light one beside it.
+        const QRectF seam(band.center.x() - band.inner, band.center.y() - band.inner, 2 * band.inner,
+                          2 * band.inner);
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(QPen(QColor(0, 0, 0, 90), 1.2));
+        painter.drawArc(seam, static_cast<int>(band.startAngle() * 16), 90 * 16);
+        painter.setPen(QPen(divider, 1));
+        painter.drawArc(seam.adjusted(-1.2, -1.2, 1.2, 1.2), static_cast<int>(band.startAngle() * 16),
+                        90 * 16);
+    }
+    painter.restore();
+    strokeRim(painter, path);
+
+    for (std::size_t index = 0; index < form.bands.size(); ++index) {
+        const ModuleSnapshot* module = moduleAt(scene, static_cast<int>(index));
+        if (module == nullptr) {
+            continue;
+        }
+        const QuarterBand& band = form.bands[index];
+        const double width = band.outer - band.inner;
+        const double opacity = contentOpacity(*module);
+        painter.save();
+        painter.setOpacity(opacity);
+        // The gauge runs along the band, near its outer rim, from one screen edge to the other.
+        const double arcWidth = std::clamp(width * 0.085, 3.0, 6.0);
+        const double arcRadius = band.outer - arcWidth / 2 - width * 0.12;
+        const QRectF arc(band.center.x() - arcRadius, band.center.y() - arcRadius, 2 * arcRadius,
+                         2 * arcRadius);
+        const int start = static_cast<int>(band.startAngle() * 16 + 5 * 16);
+        const int sweep = 80 * 16;
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(QPen(track, arcWidth, Qt::SolidLine, Qt::RoundCap));
+        painter.drawArc(arc, start, sweep);
+        const auto gauge = module->variants.primaryGauge();
+        if (gauge && !gauge->isTextual && gauge->fraction > 0) {
+            painter.setPen(QPen(accentOf(*module), arcWidth, Qt::SolidLine, Qt::RoundCap));
+            painter.drawArc(arc, start, static_cast<int>(std::lround(sweep * clamp01(gauge->fraction))));
+        }
+        // Icon, and the value when there is room, at the middle of the band on its diagonal.
+        const double middleAngle = (band.startAngle() + 45) * std::numbers::pi / 180;
+        const double contentRadius = band.inner + (arcRadius - arcWidth / 2 - band.inner) * 0.5;
+        const QPointF at(band.center.x() + contentRadius * std::cos(middleAngle),
+                         band.center.y() - contentRadius * std::sin(middleAngle));
+        const double iconSide = std::round(std::clamp(width * 0.3, 12.0, 18.0));
+        const double valueAlpha = clamp01((e - 0.4) * 2.5);
+        const double lift = iconSide * 0.55 * valueAlpha;
+        drawIcon(painter, module->variants.compact.symbolName,
+                 QRectF(at.x() - iconSide / 2, at.y() - iconSide / 2 - lift, iconSide, iconSide),
+                 withAlpha(textPrimary, 0.9));
+        if (valueAlpha > 0) {
+            painter.setOpacity(opacity * valueAlpha);
+            drawText(painter,
+                     QRectF(at.x() - width * 0.6, at.y() + iconSide * 0.5 - lift + 2, width * 1.2, iconSide),
+                     module->variants.compact.value, font(std::max(10.0, width * 0.16), QFont::Bold),
+                     textPrimary);
+        }
+        painter.restore();
+        if (const auto dot = signalColor(*module)) {
+            drawSignalDot(painter, QPointF(at.x() + iconSide * 0.6, at.y() - iconSide * 0.6 - lift), 3.5,
+                          *dot);
+        }
+    }
+}
+
+void SurfacePainter::paintNotch(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form,
+                                double e) {
+    const QPainterPath path = outline(form);
+    if (scene.drawsShadow) {
+        fillGlass(painter, path, form.body.rect, true);
+    }
+    painter.save();
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(notchBlack);
+    painter.drawPath(path);
+    painter.restore();
+    painter.save();
+    painter.setBrush(Qt::NoBrush);
+    painter.setClipPath(path);
+    painter.setPen(QPen(QColor(255, 255, 255, 20), 2));
+    painter.drawPath(path);
+    painter.restore();
+
+    const double restAlpha = clamp01(1 - e * 2.2);
+    const double openAlpha = clamp01((e - 0.45) * 2.2);
+    for (std::size_t index = 0; index < form.moduleAreas.size(); ++index) {
+        const ModuleSnapshot* module = moduleAt(scene, static_cast<int>(index));
+        const QRectF area = form.moduleAreas[index];
+        if (module == nullptr || area.isEmpty()) {
+            continue;
+        }
+        const bool hovered = scene.hoveredModule && static_cast<std::size_t>(*scene.hoveredModule) == index;
+        if (e < 0.5 && restAlpha > 0) {
+            // A chip: the icon in a faint disc, its primary gauge as a thin ring around it.
+            painter.save();
+            painter.setOpacity(restAlpha * contentOpacity(*module));
+            painter.setPen(Qt::NoPen);
+            painter.setBrush(hovered ? QColor(255, 255, 255, 40) : QColor(255, 255, 255, 18));
+            painter.drawEllipse(area);
+            const auto gauge = module->variants.primaryGauge();
+            if (gauge && !gauge->isTextual) {
+                drawRingGauge(painter, area.adjusted(1, 1, -1, -1), 2, gauge->fraction, accentOf(*module));
+            }
+            const double iconSide = std::round(area.width() * 0.56);
+            drawIcon(painter, module->variants.compact.symbolName,
+                     QRectF(area.center().x() - iconSide / 2, area.center().y() - iconSide / 2, iconSide,
+                            iconSide),
+                     withAlpha(textPrimary, 0.92));
+            painter.restore();
+            if (const auto dot = signalColor(*module)) {
+                drawSignalDot(painter, QPointF(area.right() - 2, area.top() + 2), 3, *dot);
+            }
+        } else if (e >= 0.5 && openAlpha > 0) {
+            painter.save();
+            if (hovered) {
+                painter.setPen(Qt::NoPen);
+                painter.setBrush(QColor(255, 255, 255, 14));
+                painter.drawRoundedRect(area.adjusted(-4, -2, 4, 2), 10, 10);
+            }
+            painter.setOpacity(openAlpha * contentOpacity(*module));
+            const double scale = std::clamp(area.width() / 110.0, 0.78, 1.0);
+            paintOpenModule(painter, m_icons, *module, area.adjusted(2, 4, -2, 0), scene.localization, scale,
+                            1);
+            painter.restore();
+            if (const auto dot = signalColor(*module)) {
+                drawSignalDot(painter, QPointF(area.right() - 4, area.top() + 8), 3.5, *dot);
+            }
+        }
+    }
+}
+
+} // namespace tessary

@@ -1,0 +1,50 @@
+#pragma once
+
+// Draws a surface: bubbles, a capsule, rings or the docked notch, in one dark-glass look that
+// stays legible over light and dark wallpapers. Pure drawing on a QPainter, so that a panel, a
+// test and a benchmark draw the same way.
+
+#include "core/localization/Localization.h"
+#include "modulekit/ModuleSnapshot.h"
+#include "surfaces/SymbolIconCache.h"
+#include "surfaces/form/SurfaceHitTest.h"
+
+#include <QPainter>
+#include <QPainterPath>
+
+#include <optional>
+#include <vector>
+
+namespace tessary {
+
+struct SurfaceScene {
+    std::vector<ModuleSnapshot> modules;
+    std::vector<ModuleSnapshot> signalOnly;
+    // The form, in the panel's own coordinates (its top left at 0, 0).
+    SurfaceHitTest geometry;
+    std::optional<int> hoveredModule;
+    Localization localization;
+    // Whether a soft shadow may be drawn around the form: only where the window system blends.
+    bool drawsShadow = true;
+};
+
+class SurfacePainter {
+public:
+    void paint(QPainter& painter, const SurfaceScene& scene);
+
+    // The outline of a form as a path: what is filled, and what the input region follows.
+    [[nodiscard]] static QPainterPath outline(const SurfaceForm& form);
+
+private:
+    void paintBubble(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form, double e);
+    void paintCapsule(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form, Edge edge,
+                      double e);
+    void paintRings(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form, double e);
+    void paintNotch(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form, double e);
+
+    void drawIcon(QPainter& painter, const QString& symbolName, const QRectF& box, const QColor& color);
+
+    SymbolIconCache m_icons;
+};
+
+} // namespace tessary
