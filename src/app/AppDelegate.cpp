@@ -4,6 +4,7 @@
 #include "app/TrayIcon.h"
 #include "core/diagnostics/DiagnosticLog.h"
 #include "platform/loginitem/LoginItem.h"
+#include "services/workspace/WorkspaceCoordinator.h"
 
 #include <QCoreApplication>
 #include <QSysInfo>
@@ -16,9 +17,17 @@ using namespace Qt::StringLiterals;
 AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
     : QObject(parent)
     , m_environment(std::move(environment))
-    , m_settingsStore(*m_environment.defaults, [this](bool launches) {
-        return !m_environment.loginItem || !m_environment.loginItem->setRegistered(launches).has_value();
-    }) {}
+    , m_settingsStore(*m_environment.defaults,
+                      [this](bool launches) {
+                          return !m_environment.loginItem ||
+                                 !m_environment.loginItem->setRegistered(launches).has_value();
+                      })
+    , m_positionStore(*m_environment.defaults) {
+    m_workspaceCoordinator = std::make_unique<WorkspaceCoordinator>(WorkspaceCoordinator::Dependencies{
+        m_model, m_settingsStore, *m_environment.workspaceReader, m_positionStore, m_bus,
+        *m_environment.systemEvents, *m_environment.clock, *m_environment.scheduler,
+        m_environment.makeSurface});
+}
 
 AppDelegate::~AppDelegate() {
     applicationWillTerminate();
@@ -33,8 +42,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     // Migration first, so that no later write of the settings store can hide an older value.
     PreferencesMigration::run(*m_environment.defaults, m_environment.openFormerSuite);
     // The store read the blob before the migration could copy it in; read again.
-    m_settingsStore.setSettings(
-        SettingsCodec::decode(m_environment.defaults->value(QLatin1StringView(PreferenceKeys::settings)).toByteArray()));
+    m_settingsStore.setSettings(SettingsCodec::decode(
+        m_environment.defaults->value(QLatin1StringView(PreferenceKeys::settings)).toByteArray()));
 
     const TessarySettings& settings = m_settingsStore.settings();
     m_verboseLogging = settings.verboseLogging;
@@ -54,6 +63,9 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_localization = Localization::forSetting(settings.language);
 
     observeSettings();
+
+    // The first refresh happens inside start, before any monitor has data.
+    m_workspaceCoordinator->start();
 
     StatusMenu::Actions actions;
     actions.quit = [] { QCoreApplication::quit(); };
@@ -76,6 +88,7 @@ void AppDelegate::applicationWillTerminate() {
     }
     m_running = false;
     DiagnosticLog::info(DiagnosticCategory::app, "terminate");
+    m_workspaceCoordinator->stop();
     if (m_trayIcon) {
         m_trayIcon->hide();
     }
@@ -99,8 +112,9 @@ void AppDelegate::observeSettings() {
         &m_settingsStore, &SettingsStore::settingsChanged, this,
         [this](const TessarySettings& settings) { applySettings(settings); }, Qt::QueuedConnection);
     connect(&m_settingsStore, &SettingsStore::loginItemFailed, this, [](bool requested) {
-        DiagnosticLog::error(DiagnosticCategory::settings, "loginItem.failed",
-                             [&] { return DiagnosticFields{{"requested", DiagnosticValue::boolean(requested)}}; });
+        DiagnosticLog::error(DiagnosticCategory::settings, "loginItem.failed", [&] {
+            return DiagnosticFields{{"requested", DiagnosticValue::boolean(requested)}};
+        });
     });
 }
 
@@ -108,8 +122,9 @@ void AppDelegate::applySettings(const TessarySettings& settings) {
     if (settings.verboseLogging != m_verboseLogging) {
         m_verboseLogging = settings.verboseLogging;
         DiagnosticLogger::shared().setVerbose(m_verboseLogging);
-        DiagnosticLog::info(DiagnosticCategory::settings, "verboseLogging",
-                            [&] { return DiagnosticFields{{"enabled", DiagnosticValue::boolean(m_verboseLogging)}}; });
+        DiagnosticLog::info(DiagnosticCategory::settings, "verboseLogging", [&] {
+            return DiagnosticFields{{"enabled", DiagnosticValue::boolean(m_verboseLogging)}};
+        });
     }
     const Localization localization = Localization::forSetting(settings.language);
     if (localization != m_localization) {
@@ -118,6 +133,7 @@ void AppDelegate::applySettings(const TessarySettings& settings) {
             m_statusMenu->setLocalization(m_localization);
         }
     }
+    m_workspaceCoordinator->settingsChanged();
     emit settingsApplied();
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
-#include "services/workspace/AppModel.h"
 #include "core/localization/Localization.h"
 #include "core/settings/PreferencesMigration.h"
 #include "core/settings/SettingsStore.h"
+#include "core/settings/SurfacePositionStore.h"
 #include "modulekit/ModuleEventBus.h"
+#include "services/workspace/AppModel.h"
+#include "services/workspace/Surface.h"
 
 #include <QObject>
 #include <QSettings>
@@ -15,8 +17,13 @@ class QSystemTrayIcon;
 
 namespace tessary {
 
+class Clock;
 class LoginItem;
+class Scheduler;
 class StatusMenu;
+class SystemEventSource;
+class WorkspaceCoordinator;
+class WorkspaceSnapshotReader;
 
 enum class SettingsSection { general, displays, widgets, advanced };
 
@@ -24,6 +31,11 @@ enum class SettingsSection { general, displays, widgets, advanced };
 struct AppEnvironment {
     QSettings* defaults = nullptr;
     LoginItem* loginItem = nullptr;
+    Clock* clock = nullptr;
+    Scheduler* scheduler = nullptr;
+    WorkspaceSnapshotReader* workspaceReader = nullptr;
+    SystemEventSource* systemEvents = nullptr;
+    SurfaceFactory makeSurface;
     PreferencesMigration::FormerSuiteOpener openFormerSuite = PreferencesMigration::openFormerSuite;
     bool showsTrayIcon = true;
 };
@@ -46,6 +58,7 @@ public:
     [[nodiscard]] AppModel& model() { return m_model; }
     [[nodiscard]] SettingsStore& settingsStore() { return m_settingsStore; }
     [[nodiscard]] ModuleEventBus& bus() { return m_bus; }
+    [[nodiscard]] WorkspaceCoordinator& workspaceCoordinator() { return *m_workspaceCoordinator; }
     [[nodiscard]] const Localization& localization() const { return m_localization; }
     [[nodiscard]] StatusMenu* statusMenu() const { return m_statusMenu.get(); }
     [[nodiscard]] bool isRunning() const { return m_running; }
@@ -63,6 +76,8 @@ private:
     AppModel m_model;
     SettingsStore m_settingsStore;
     ModuleEventBus m_bus;
+    SurfacePositionStore m_positionStore;
+    std::unique_ptr<WorkspaceCoordinator> m_workspaceCoordinator;
     Localization m_localization;
     bool m_verboseLogging = false;
     bool m_running = false;

@@ -3,7 +3,11 @@
 #include "app/TessaryApplication.h"
 #include "app/UnixSignals.h"
 #include "core/diagnostics/DiagnosticLog.h"
+#include "core/time/Clock.h"
 #include "platform/loginitem/linux/XdgAutostartLoginItem.h"
+#include "platform/systemevents/linux/LinuxSystemEventSource.h"
+#include "platform/workspace/linux/ScreenOnlyWorkspaceReader.h"
+#include "services/monitoring/Scheduler.h"
 
 #include <QSettings>
 
@@ -25,10 +29,23 @@ int main(int argc, char** argv) {
     const auto logSink = DiagnosticLog::startFileLogging();
 
     XdgAutostartLoginItem loginItem;
-    AppDelegate delegate(AppEnvironment{&defaults, &loginItem});
+    SystemClock clock;
+    QtScheduler scheduler;
+    const std::unique_ptr<WorkspaceSnapshotReader> workspaceReader = makeLinuxWorkspaceReader(clock);
+    LinuxSystemEventSource systemEvents;
+
+    AppEnvironment environment;
+    environment.defaults = &defaults;
+    environment.loginItem = &loginItem;
+    environment.clock = &clock;
+    environment.scheduler = &scheduler;
+    environment.workspaceReader = workspaceReader.get();
+    environment.systemEvents = &systemEvents;
+    AppDelegate delegate(environment);
 
     UnixSignals signals_;
-    QObject::connect(&signals_, &UnixSignals::terminationRequested, &application, [] { QCoreApplication::quit(); });
+    QObject::connect(&signals_, &UnixSignals::terminationRequested, &application,
+                     [] { QCoreApplication::quit(); });
     QObject::connect(&instance, &SingleInstance::activationRequested, &delegate,
                      [&delegate] { delegate.openSettings(SettingsSection::general); });
     QObject::connect(&application, &QCoreApplication::aboutToQuit, &delegate,

@@ -1,6 +1,10 @@
 #include "app/AppDelegate.h"
+
 #include "app/StatusMenu.h"
 #include "platform/loginitem/fake/FakeLoginItem.h"
+#include "platform/systemevents/fake/FakeSystemEventSource.h"
+#include "platform/workspace/fake/FakeWorkspaceReader.h"
+#include "services/monitoring/Scheduler.h"
 
 #include <QApplication>
 #include <QMenu>
@@ -23,11 +27,16 @@ private slots:
     void menuListsItsEntriesInOrder();
     void problemSectionShowsTheError();
     void quitEntryEndsTheEventLoop();
+    void workspaceLoopRunsBetweenLaunchAndTerminate();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
     std::unique_ptr<QSettings> m_defaults;
     FakeLoginItem m_loginItem;
+    ManualClock m_clock;
+    ManualScheduler m_scheduler{m_clock};
+    FakeWorkspaceReader m_reader;
+    FakeSystemEventSource m_systemEvents;
     QString m_suitePath;
     std::unique_ptr<AppDelegate> makeDelegate();
 };
@@ -60,6 +69,16 @@ void AppDelegateTest::init() {
     m_suitePath = m_dir->filePath(u"CorvaneApp.conf"_s);
     m_loginItem.registered = false;
     m_loginItem.calls = 0;
+    WorkspaceSnapshot workspace;
+    DisplaySnapshot display;
+    display.id = u"DP-1"_s;
+    display.name = u"Dell"_s;
+    display.frame = QRectF(0, 0, 1920, 1080);
+    display.visibleFrame = display.frame;
+    workspace.displays = {display};
+    workspace.activeDisplay = display;
+    m_reader.snapshot = workspace;
+    m_reader.reads = 0;
 }
 
 std::unique_ptr<AppDelegate> AppDelegateTest::makeDelegate() {
@@ -70,6 +89,10 @@ std::unique_ptr<AppDelegate> AppDelegateTest::makeDelegate() {
         return std::make_unique<QSettings>(path, QSettings::IniFormat);
     };
     environment.showsTrayIcon = false;
+    environment.clock = &m_clock;
+    environment.scheduler = &m_scheduler;
+    environment.workspaceReader = &m_reader;
+    environment.systemEvents = &m_systemEvents;
     return std::make_unique<AppDelegate>(environment);
 }
 
@@ -87,6 +110,7 @@ void AppDelegateTest::launchMigratesBeforeReadingSettings() {
 void AppDelegateTest::equalSettingsCauseNoReaction() {
     auto delegate = makeDelegate();
     delegate->applicationDidFinishLaunching();
+    settle(); // the first refresh remembered the display
     QSignalSpy applied(delegate.get(), &AppDelegate::settingsApplied);
     delegate->settingsStore().setSettings(delegate->settingsStore().settings());
     settle();
@@ -156,6 +180,21 @@ void AppDelegateTest::quitEntryEndsTheEventLoop() {
     QTimer::singleShot(5000, qApp, [] { QCoreApplication::exit(1); }); // guard
     QCOMPARE(QCoreApplication::exec(), 0);
     QCOMPARE(quitting.size(), 1);
+}
+
+void AppDelegateTest::workspaceLoopRunsBetweenLaunchAndTerminate() {
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    QVERIFY(delegate->model().isMonitoring());
+    QCOMPARE(m_reader.reads, 1);
+    // The display was remembered in the settings by the first refresh.
+    QCOMPARE(delegate->settingsStore().settings().displaySettings(u"DP-1"_s).lastKnownName, u"Dell"_s);
+    m_scheduler.advance(0.4);
+    QCOMPARE(m_reader.reads, 2);
+    delegate->applicationWillTerminate();
+    QVERIFY(!delegate->model().isMonitoring());
+    m_scheduler.advance(10);
+    QCOMPARE(m_reader.reads, 2);
 }
 
 QTEST_MAIN(AppDelegateTest)

@@ -22,7 +22,8 @@ private:
 
 namespace {
 QString instanceSocket() {
-    return qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/tessary-"_s + QString::number(getuid()) + u".instance"_s;
+    return qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/tessary-"_s + QString::number(getuid()) +
+           u".instance"_s;
 }
 } // namespace
 

@@ -40,6 +40,15 @@ NotchRestingForm restingForm(RestingStyle style, const DisplaySnapshot& display)
                : NotchRestingForm::hiddenUntilSignal;
 }
 
+// Where no drawing exists (a build or a test without surfaces), states go nowhere.
+class HiddenSurface final : public Surface {
+public:
+    void show(const SurfaceViewState&) override {}
+    void hide() override {}
+    void bringToFront() override {}
+    void applyPresentation(const SurfacePresentation&) override {}
+};
+
 } // namespace
 
 WorkspaceCoordinator::WorkspaceCoordinator(Dependencies dependencies, QObject* parent)
@@ -533,7 +542,8 @@ Surface& WorkspaceCoordinator::surface(const QString& key) {
         };
         callbacks.onHoverChanged = [this, key](bool hovering) { hoverChanged(key, hovering); };
         callbacks.canEditNotch = [] { return false; };
-        std::unique_ptr<Surface> made = m_deps.makeSurface(key, std::move(callbacks));
+        std::unique_ptr<Surface> made = m_deps.makeSurface ? m_deps.makeSurface(key, std::move(callbacks))
+                                                           : std::make_unique<HiddenSurface>();
         made->applyPresentation(m_presentation);
         found = m_surfaces.emplace(key, std::move(made)).first;
     }
