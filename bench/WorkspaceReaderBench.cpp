@@ -55,7 +55,7 @@ void readWorkspaceWith50Windows(benchmark::State& state) {
         return;
     }
     std::size_t listed = 0;
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         const auto snapshot = reader->read();
         listed = snapshot ? snapshot->windows.size() : 0;
         benchmark::DoNotOptimize(snapshot);
@@ -86,7 +86,7 @@ void assemble50Windows(benchmark::State& state) {
     reading.focusedWindowID = 1010;
     reading.ownPID = 1;
     const WorkspaceSnapshotAssembler assembler;
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         benchmark::DoNotOptimize(assembler.assemble(reading));
     }
 }
@@ -101,6 +101,7 @@ void reexecUnderPrivateXServer(int argc, char** argv) {
         arguments.emplace_back(argv[i]);
     }
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (auto& argument : arguments) {
         pointers.push_back(argument.data());
     }

@@ -317,6 +317,7 @@ void X11WorkspaceReaderTest::docksAndDesktopsAreLeftOut() {
 
 void X11WorkspaceReaderTest::closedWindowsDisappearWithoutHarm() {
     std::vector<xcb_window_t> created;
+    created.reserve(20);
     for (int i = 0; i < 20; ++i) {
         created.push_back(
             m_windows->create(QRect(20 * i, 20 * i, 200, 150), "Many", QString::number(i), m_otherPID));
