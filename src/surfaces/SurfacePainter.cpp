@@ -247,50 +247,69 @@ QString gaugeLabel(const GaugeMetric& gauge) {
 }
 
 // Title, value and up to `maximumGauges` gauge rows in a box, from the top: the open form of a
-// module wherever it has room.
+// module wherever it has room. The first gauge brings its caption; a card's subtitle shows when
+// there is no gauge to show.
 void paintOpenModule(QPainter& painter, SymbolIconCache& icons, const ModuleSnapshot& module,
                      const QRectF& box, const Localization& localization, double scale, int maximumGauges) {
     const CompactVariant& compact = module.variants.compact;
     const double iconSide = std::round(15 * scale);
     const QColor accent = accentOf(module);
     double y = box.top();
-    const QRectF iconBox(box.left(), y, iconSide, iconSide);
     const QImage& icon = icons.icon(compact.symbolName, static_cast<int>(iconSide),
                                     painter.device()->devicePixelRatioF(), withAlpha(textPrimary, 0.92));
-    painter.drawImage(iconBox, icon);
+    painter.drawImage(QRectF(box.left(), y, iconSide, iconSide), icon);
     drawText(
         painter,
         QRectF(box.left() + iconSide + 6 * scale, y - 2, box.width() - iconSide - 6 * scale, iconSide + 4),
         compact.title, font(11 * scale, QFont::DemiBold), textSecondary, Qt::AlignLeft | Qt::AlignVCenter);
-    y += iconSide + 6 * scale;
+    y += iconSide + 5 * scale;
     const double valueSize = 21 * scale;
-    drawText(painter, QRectF(box.left(), y, box.width(), valueSize * 1.3), compact.value,
+    drawText(painter, QRectF(box.left(), y, box.width(), valueSize * 1.25), compact.value,
              font(valueSize, QFont::Bold), textPrimary, Qt::AlignLeft | Qt::AlignVCenter);
-    y += valueSize * 1.3 + 2 * scale;
-    if (const auto& card = module.variants.card; card && card->subtitle && y + 14 * scale <= box.bottom()) {
-        drawText(painter, QRectF(box.left(), y, box.width(), 13 * scale), *card->subtitle,
-                 font(10 * scale, QFont::Normal), textTertiary, Qt::AlignLeft | Qt::AlignVCenter);
-        y += 15 * scale;
-    }
-    int shown = 0;
+    y += valueSize * 1.25 + 3 * scale;
+
+    const QFont small = font(9.5 * scale, QFont::Medium);
+    const double row = 12 * scale;
+    std::vector<const GaugeMetric*> gauges;
     for (const GaugeMetric& gauge : module.variants.gauges) {
-        if (shown >= maximumGauges || y + 18 * scale > box.bottom() + 0.5) {
+        if (static_cast<int>(gauges.size()) < maximumGauges) {
+            gauges.push_back(&gauge);
+        }
+    }
+    if (gauges.empty()) {
+        const auto& card = module.variants.card;
+        for (const auto& line : {card ? card->subtitle : std::nullopt, card ? card->detail : std::nullopt}) {
+            if (line && y + row <= box.bottom() + 0.5) {
+                drawText(painter, QRectF(box.left(), y, box.width(), row), *line, small, textTertiary,
+                         Qt::AlignLeft | Qt::AlignVCenter);
+                y += row + 2 * scale;
+            }
+        }
+        return;
+    }
+    for (std::size_t index = 0; index < gauges.size(); ++index) {
+        const GaugeMetric& gauge = *gauges[index];
+        const double needed = row + (gauge.isTextual ? 0 : 4 * scale);
+        if (y + needed > box.bottom() + 0.5) {
             break;
         }
-        const QFont small = font(9.5 * scale, QFont::Medium);
         const QString readout = gauge.readout(localization);
         const double readoutWidth = QFontMetricsF(small).horizontalAdvance(readout) + 2;
-        drawText(painter, QRectF(box.left(), y, box.width() - readoutWidth - 4, 12 * scale),
-                 gaugeLabel(gauge), small, textTertiary, Qt::AlignLeft | Qt::AlignVCenter);
-        drawText(painter, QRectF(box.right() - readoutWidth, y, readoutWidth, 12 * scale), readout, small,
+        drawText(painter, QRectF(box.left(), y, box.width() - readoutWidth - 4, row), gaugeLabel(gauge),
+                 small, textTertiary, Qt::AlignLeft | Qt::AlignVCenter);
+        drawText(painter, QRectF(box.right() - readoutWidth, y, readoutWidth, row), readout, small,
                  textSecondary, Qt::AlignRight | Qt::AlignVCenter);
-        y += 13 * scale;
+        y += row + 1 * scale;
         if (!gauge.isTextual) {
             drawBar(painter, QRectF(box.left(), y, box.width(), 4 * scale), gauge.fraction,
-                    shown == 0 ? accent : gaugeColor(gauge));
-            y += 4 * scale + 5 * scale;
+                    index == 0 ? accent : gaugeColor(gauge));
+            y += 4 * scale + 4 * scale;
         }
-        ++shown;
+        if (index == 0 && gauge.caption && y + row <= box.bottom() + 0.5) {
+            drawText(painter, QRectF(box.left(), y - 1 * scale, box.width(), row), *gauge.caption,
+                     font(9 * scale, QFont::Normal), textTertiary, Qt::AlignLeft | Qt::AlignVCenter);
+            y += row + 2 * scale;
+        }
     }
 }
 
@@ -349,10 +368,10 @@ void SurfacePainter::paintBubble(QPainter& painter, const SurfaceScene& scene, c
     fillGlass(painter, path, form.body.rect, scene.drawsShadow);
     strokeRim(painter, path);
     const ModuleSnapshot* module = moduleAt(scene, 0);
-    if (module == nullptr || form.moduleAreas.empty()) {
+    if (module == nullptr) {
         return;
     }
-    const QRectF disc = form.moduleAreas.front();
+    const QRectF disc = form.bubbleDisc;
     const double side = disc.width();
     const QPointF middle = disc.center();
     const CompactVariant& compact = module->variants.compact;
@@ -442,16 +461,16 @@ void SurfacePainter::paintCapsule(QPainter& painter, const SurfaceScene& scene, 
         if (restAlpha > 0) {
             painter.save();
             painter.setOpacity(restAlpha);
-            const double iconSide = std::round(across * 0.42);
+            const double iconSide = std::round(across * 0.4);
+            const double valueSize = std::clamp(across * 0.24, 9.0, 13.0);
             const QPointF middle = area.center();
+            const double top = middle.y() - (iconSide + valueSize * 1.2 + 3) / 2;
             drawIcon(painter, module->variants.compact.symbolName,
-                     QRectF(middle.x() - iconSide / 2, middle.y() - iconSide * 0.75, iconSide, iconSide),
-                     withAlpha(textPrimary, 0.9));
-            if (gauge && !gauge->isTextual) {
-                const double barWidth = across * 0.52;
-                drawBar(painter, QRectF(middle.x() - barWidth / 2, middle.y() + iconSide * 0.5, barWidth, 3),
-                        gauge->fraction, accentOf(*module));
-            }
+                     QRectF(middle.x() - iconSide / 2, top, iconSide, iconSide), withAlpha(textPrimary, 0.9));
+            const bool hasGauge = gauge && !gauge->isTextual;
+            const QString shortValue = hasGauge ? gauge->readout(scene.localization) : QString();
+            drawText(painter, QRectF(area.left() + 2, top + iconSide + 3, area.width() - 4, valueSize * 1.2),
+                     shortValue, font(valueSize, QFont::Bold), hasGauge ? accentOf(*module) : textPrimary);
             painter.restore();
         }
         if (openAlpha > 0) {
@@ -505,7 +524,7 @@ void SurfacePainter::paintRings(QPainter& painter, const SurfaceScene& scene, co
         painter.save();
         painter.setOpacity(opacity);
         // The gauge runs along the band, near its outer rim, from one screen edge to the other.
-        const double arcWidth = std::clamp(width * 0.085, 3.0, 6.0);
+        const double arcWidth = std::clamp(width * 0.1, 3.5, 7.0);
         const double arcRadius = band.outer - arcWidth / 2 - width * 0.12;
         const QRectF arc(band.center.x() - arcRadius, band.center.y() - arcRadius, 2 * arcRadius,
                          2 * arcRadius);
@@ -519,24 +538,27 @@ void SurfacePainter::paintRings(QPainter& painter, const SurfaceScene& scene, co
             painter.setPen(QPen(accentOf(*module), arcWidth, Qt::SolidLine, Qt::RoundCap));
             painter.drawArc(arc, start, static_cast<int>(std::lround(sweep * clamp01(gauge->fraction))));
         }
-        // Icon, and the value when there is room, at the middle of the band on its diagonal.
+        // Icon and value at the middle of the band, on its diagonal.
         const double middleAngle = (band.startAngle() + 45) * std::numbers::pi / 180;
         const double contentRadius = band.inner + (arcRadius - arcWidth / 2 - band.inner) * 0.5;
         const QPointF at(band.center.x() + contentRadius * std::cos(middleAngle),
                          band.center.y() - contentRadius * std::sin(middleAngle));
-        const double iconSide = std::round(std::clamp(width * 0.3, 12.0, 18.0));
-        const double valueAlpha = clamp01((e - 0.4) * 2.5);
-        const double lift = iconSide * 0.55 * valueAlpha;
+        const double iconSide = std::round(std::clamp(width * 0.34, 14.0, 20.0));
+        const double valueSize = std::clamp(width * 0.2, 10.0, 15.0);
+        const double lift = (iconSide + valueSize) / 2 - iconSide / 2;
         drawIcon(painter, module->variants.compact.symbolName,
                  QRectF(at.x() - iconSide / 2, at.y() - iconSide / 2 - lift, iconSide, iconSide),
-                 withAlpha(textPrimary, 0.9));
-        if (valueAlpha > 0) {
-            painter.setOpacity(opacity * valueAlpha);
-            drawText(painter,
-                     QRectF(at.x() - width * 0.6, at.y() + iconSide * 0.5 - lift + 2, width * 1.2, iconSide),
-                     module->variants.compact.value, font(std::max(10.0, width * 0.16), QFont::Bold),
-                     textPrimary);
+                 withAlpha(textPrimary, 0.92));
+        // A gauge's readout is short; another value shows only when it fits the band.
+        const QFont valueFont = font(valueSize, QFont::Bold);
+        QString value =
+            gauge && !gauge->isTextual ? gauge->readout(scene.localization) : module->variants.compact.value;
+        if (QFontMetricsF(valueFont).horizontalAdvance(value) > width * 0.95) {
+            value.clear();
         }
+        drawText(painter,
+                 QRectF(at.x() - width * 0.6, at.y() + iconSide / 2 - lift + 1, width * 1.2, valueSize * 1.3),
+                 value, valueFont, textPrimary);
         painter.restore();
         if (const auto dot = signalColor(*module)) {
             drawSignalDot(painter, QPointF(at.x() + iconSide * 0.6, at.y() - iconSide * 0.6 - lift), 3.5,
@@ -563,6 +585,23 @@ void SurfacePainter::paintNotch(QPainter& painter, const SurfaceScene& scene, co
     painter.setPen(QPen(QColor(255, 255, 255, 20), 2));
     painter.drawPath(path);
     painter.restore();
+
+    // The area of the notch itself says what leads: the first member's title and value.
+    if (const auto* notch = std::get_if<grouping::Notch>(&scene.geometry.grouping);
+        notch != nullptr && !scene.modules.empty() && !scene.geometry.isNotchHidden) {
+        const CompactVariant& lead = scene.modules.front().variants.compact;
+        const QRectF area = notch->area.normalized().adjusted(12, 0, -12, 0);
+        const QFont titleFont = font(std::clamp(area.height() * 0.36, 10.0, 13.0), QFont::Medium);
+        const QFont valueFont = font(std::clamp(area.height() * 0.36, 10.0, 13.0), QFont::Bold);
+        const double titleWidth = QFontMetricsF(titleFont).horizontalAdvance(lead.title);
+        const double valueWidth = QFontMetricsF(valueFont).horizontalAdvance(lead.value);
+        const double total = std::min(area.width(), titleWidth + 8 + valueWidth);
+        const double left = area.center().x() - total / 2;
+        drawText(painter, QRectF(left, area.top(), std::max(0.0, total - valueWidth - 8), area.height()),
+                 lead.title, titleFont, textSecondary, Qt::AlignLeft | Qt::AlignVCenter);
+        drawText(painter, QRectF(left + total - valueWidth, area.top(), valueWidth + 1, area.height()),
+                 lead.value, valueFont, textPrimary, Qt::AlignLeft | Qt::AlignVCenter);
+    }
 
     const double restAlpha = clamp01(1 - e * 2.2);
     const double openAlpha = clamp01((e - 0.45) * 2.2);

@@ -53,6 +53,8 @@ struct SurfaceForm {
     std::vector<QRectF> moduleAreas;
     // Which screen edges the body is flush with; nothing is drawn beyond them (the shadow neither).
     std::vector<Edge> flushEdges;
+    // A lone bubble's disc, where its content centres, even when the body reaches out to an edge.
+    QRectF bubbleDisc;
     // Rings: the disc at the corner, then one band per module, innermost first.
     std::optional<QuarterBand> core;
     std::vector<QuarterBand> bands;

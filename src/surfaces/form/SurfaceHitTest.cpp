@@ -110,7 +110,7 @@ SurfaceForm SurfaceHitTest::bubbleForm(double e) const {
 
     SurfaceForm form;
     form.kind = SurfaceForm::Kind::box;
-    form.moduleAreas = {disc};
+    form.bubbleDisc = disc;
     // A bubble against an edge reaches out to it: the corners on that edge are square.
     RoundedBox box = RoundedBox::uniform(disc, round);
     QRectF rect = disc;
@@ -143,6 +143,7 @@ SurfaceForm SurfaceHitTest::bubbleForm(double e) const {
     }
     box.rect = rect;
     form.body = box;
+    form.moduleAreas = {rect};
     return form;
 }
 
