@@ -58,6 +58,7 @@ private slots:
     void ownWindowsAreLeftOut();
     void docksAndDesktopsAreLeftOut();
     void closedWindowsDisappearWithoutHarm();
+    void damagedPropertiesAreReadSafely();
     void unchangedScreenKeepsItsTopology();
     void screenOnlyReaderHasDisplaysAndNoWindows();
     void logicalFrame_data();
@@ -329,6 +330,33 @@ void X11WorkspaceReaderTest::closedWindowsDisappearWithoutHarm() {
         QVERIFY(m_reader->read());
     }
     QVERIFY(readUntil([](const auto& s) { return s.windows.empty(); }));
+}
+
+void X11WorkspaceReaderTest::damagedPropertiesAreReadSafely() {
+    const auto window = m_windows->create(QRect(100, 100, 300, 200), "Odd", u"odd"_s, m_otherPID);
+    QVERIFY(readUntilSettled({window}));
+    // A process id written as text, a class with no terminator, a title that isn't UTF-8 and a
+    // title far longer than anyone reads.
+    m_windows->setProperty(window, "_NET_WM_PID", "CARDINAL", 8, "1234");
+    m_windows->setProperty(window, "WM_CLASS", "STRING", 8, "justoneword");
+    m_windows->setProperty(window, "_NET_WM_NAME", "UTF8_STRING", 8, "\xff\xfe ok");
+    // The properties change one by one; the title changes last.
+    QVERIFY(
+        readUntil([&](const auto& s) { return find(s, window)->title == QString::fromUtf8("\xff\xfe ok"); }));
+    QCOMPARE(find(m_last, window)->ownerName, u"justoneword"_s);
+    QCOMPARE(find(m_last, window)->ownerPID, 0);
+
+    m_windows->setProperty(window, "_NET_WM_NAME", "UTF8_STRING", 8, QByteArray(5000, 'x') + "\xe2\x98\x95");
+    QVERIFY(readUntil([&](const auto& s) { return find(s, window)->title->size() > 100; }));
+    QCOMPARE(find(m_last, window)->title, std::optional(QString(1024, u'x')));
+
+    // Half transparent, and kept below the others: it takes no room a widget could use.
+    m_windows->setProperty(window, "_NET_WM_WINDOW_OPACITY", "CARDINAL", 32,
+                           QByteArray("\xff\xff\xff\x7f", 4));
+    m_windows->setState(window, true, "_NET_WM_STATE_BELOW");
+    QVERIFY(readUntil([&](const auto& s) { return find(s, window)->layer == -1; }));
+    QVERIFY(readUntil([&](const auto& s) { return find(s, window)->alpha < 1; }));
+    QCOMPARE(find(m_last, window)->alpha, 0x7FFFFFFF / double(0xFFFFFFFFU));
 }
 
 void X11WorkspaceReaderTest::unchangedScreenKeepsItsTopology() {

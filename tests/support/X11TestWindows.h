@@ -86,6 +86,14 @@ public:
         return window;
     }
 
+    // Sets any property to any bytes, as a careless or hostile client may.
+    void setProperty(xcb_window_t window, const char* name, const char* type, std::uint8_t format,
+                     const QByteArray& value) {
+        xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, window, atom(name), atom(type), format,
+                            static_cast<std::uint32_t>(value.size() * 8 / format), value.constData());
+        xcb_flush(m_connection);
+    }
+
     // Asks the window manager to put the window's outer frame at `topLeft`.
     void move(xcb_window_t window, QPoint topLeft) {
         // Flags: x and y given, north-west gravity, from a pager (source 2).

@@ -1,11 +1,12 @@
 #include "platform/workspace/linux/X11WorkspaceReader.h"
 
+#include "platform/workspace/linux/X11PropertyDecoder.h"
+
 #include <QCoreApplication>
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <span>
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
 
@@ -48,59 +49,15 @@ XcbReply<T> take(T* reply, xcb_generic_error_t* error) {
     return XcbReply<T>(reply);
 }
 
-std::span<const std::uint32_t> longs(const PropertyReply& reply) {
-    if (!reply || reply->format != 32) {
+// A view of the reply's value; it lives as long as the reply.
+X11Property view(const PropertyReply& reply) {
+    if (!reply) {
         return {};
     }
-    const auto count = static_cast<std::size_t>(xcb_get_property_value_length(reply.get())) / 4;
-    return {static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get())), count};
-}
-
-std::optional<std::uint32_t> firstLong(const PropertyReply& reply) {
-    const auto values = longs(reply);
-    if (values.empty()) {
-        return std::nullopt;
-    }
-    return values.front();
-}
-
-QByteArray bytes(const PropertyReply& reply) {
-    if (!reply || reply->format != 8) {
-        return {};
-    }
-    return {static_cast<const char*>(xcb_get_property_value(reply.get())),
-            xcb_get_property_value_length(reply.get())};
-}
-
-bool contains(std::span<const std::uint32_t> values, xcb_atom_t atom) {
-    return atom != XCB_ATOM_NONE && std::find(values.begin(), values.end(), atom) != values.end();
-}
-
-// A text property: UTF-8 where its type says so, otherwise Latin-1 (STRING, and the ASCII part of
-// COMPOUND_TEXT). A sequence cut by the read limit is dropped rather than shown as garbage.
-std::optional<QString> text(const PropertyReply& reply, xcb_atom_t utf8Type) {
-    if (!reply || reply->format != 8) {
-        return std::nullopt;
-    }
-    QByteArray raw = bytes(reply);
-    while (raw.endsWith('\0')) {
-        raw.chop(1);
-    }
-    QString decoded = reply->type == utf8Type ? QString::fromUtf8(raw) : QString::fromLatin1(raw);
-    if (reply->bytes_after > 0 && decoded.endsWith(QChar::ReplacementCharacter)) {
-        decoded.chop(1);
-    }
-    return decoded;
-}
-
-// WM_CLASS is "instance\0Class\0": the class names the application.
-QString applicationClass(const PropertyReply& reply) {
-    const QByteArray raw = bytes(reply);
-    const auto parts = raw.split('\0');
-    if (parts.size() > 1 && !parts.at(1).isEmpty()) {
-        return QString::fromLatin1(parts.at(1));
-    }
-    return parts.isEmpty() ? QString() : QString::fromLatin1(parts.at(0));
+    return {reply->type, reply->format,
+            QByteArrayView(static_cast<const char*>(xcb_get_property_value(reply.get())),
+                           xcb_get_property_value_length(reply.get())),
+            reply->bytes_after > 0};
 }
 
 struct WindowRequests {
@@ -232,21 +189,24 @@ void X11WorkspaceReader::readWindows(WorkspaceReading& reading) {
     const auto supportedCookie = requestProperty(c, root, atoms._NET_SUPPORTED, 1024);
     const PropertyReply stacking = takeProperty(c, stackingCookie);
     const PropertyReply clients = takeProperty(c, clientsCookie);
-    const std::optional<std::uint32_t> activeWindow = firstLong(takeProperty(c, activeCookie));
-    const std::optional<std::uint32_t> currentDesktop = firstLong(takeProperty(c, desktopCookie));
-    const PropertyReply supported = takeProperty(c, supportedCookie);
+    const std::optional<std::uint32_t> activeWindow =
+        X11PropertyDecoder::firstLong(view(takeProperty(c, activeCookie)));
+    const std::optional<std::uint32_t> currentDesktop =
+        X11PropertyDecoder::firstLong(view(takeProperty(c, desktopCookie)));
     // Where the window manager keeps the full-screen state, it decides; elsewhere the frame does.
-    const bool fullScreenStateKept = contains(longs(supported), atoms._NET_WM_STATE_FULLSCREEN);
+    const bool fullScreenStateKept = X11PropertyDecoder::containsAtom(view(takeProperty(c, supportedCookie)),
+                                                                      atoms._NET_WM_STATE_FULLSCREEN);
 
     // Bottom to top as listed; without a stacking list, the mapping order is the best guess.
-    std::span<const std::uint32_t> listed = longs(stacking);
-    if (listed.empty()) {
-        listed = longs(clients);
+    X11Property listed = view(stacking);
+    if (X11PropertyDecoder::longCount(listed) == 0) {
+        listed = view(clients);
     }
+    const int listedCount = X11PropertyDecoder::longCount(listed);
     std::vector<WindowRequests> requests;
-    requests.reserve(listed.size());
-    for (auto it = listed.rbegin(); it != listed.rend(); ++it) {
-        const xcb_window_t window = *it;
+    requests.reserve(static_cast<std::size_t>(listedCount));
+    for (int index = listedCount - 1; index >= 0; --index) {
+        const xcb_window_t window = X11PropertyDecoder::longAt(listed, index);
         WindowRequests r;
         r.window = window;
         r.geometry = xcb_get_geometry(c, window);
@@ -287,11 +247,12 @@ void X11WorkspaceReader::readWindows(WorkspaceReading& reading) {
 
         WindowSnapshot window;
         window.id = r.window;
-        window.ownerPID = static_cast<std::int32_t>(firstLong(replies.pid).value_or(0));
-        window.ownerName = applicationClass(replies.applicationClass);
-        window.title = text(replies.netName, atoms.UTF8_STRING);
+        window.ownerPID =
+            static_cast<std::int32_t>(X11PropertyDecoder::firstLong(view(replies.pid)).value_or(0));
+        window.ownerName = X11PropertyDecoder::applicationClass(view(replies.applicationClass));
+        window.title = X11PropertyDecoder::text(view(replies.netName), atoms.UTF8_STRING);
         if (!window.title) {
-            window.title = text(replies.name, atoms.UTF8_STRING);
+            window.title = X11PropertyDecoder::text(view(replies.name), atoms.UTF8_STRING);
         }
         if (activeWindow && *activeWindow == r.window) {
             reading.focusedWindowID = r.window;
@@ -301,37 +262,35 @@ void X11WorkspaceReader::readWindows(WorkspaceReading& reading) {
             reading.frontmostApplicationName = window.ownerName;
         }
 
-        const auto types = longs(replies.type);
-        if (contains(types, atoms._NET_WM_WINDOW_TYPE_DOCK) ||
-            contains(types, atoms._NET_WM_WINDOW_TYPE_DESKTOP)) {
+        const X11Property types = view(replies.type);
+        if (X11PropertyDecoder::containsAtom(types, atoms._NET_WM_WINDOW_TYPE_DOCK) ||
+            X11PropertyDecoder::containsAtom(types, atoms._NET_WM_WINDOW_TYPE_DESKTOP)) {
             continue;
         }
-        const auto state = longs(replies.state);
-        const bool hidden = contains(state, atoms._NET_WM_STATE_HIDDEN);
-        const bool shaded = contains(state, atoms._NET_WM_STATE_SHADED);
-        const auto desktop = firstLong(replies.desktop);
+        const X11Property state = view(replies.state);
+        const bool hidden = X11PropertyDecoder::containsAtom(state, atoms._NET_WM_STATE_HIDDEN);
+        const bool shaded = X11PropertyDecoder::containsAtom(state, atoms._NET_WM_STATE_SHADED);
+        const auto desktop = X11PropertyDecoder::firstLong(view(replies.desktop));
         const bool onCurrentDesktop =
             !desktop || !currentDesktop || *desktop == *currentDesktop || *desktop == allDesktops;
 
         // The client's area in root coordinates, grown by its border and the decoration around it.
         // A shaded window shows its decoration alone.
-        const auto extents = longs(replies.frameExtents);
-        const auto extent = [&](std::size_t index) {
-            return extents.size() == 4 ? double(extents[index]) : 0.0;
-        };
+        const auto [extentLeft, extentRight, extentTop, extentBottom] =
+            X11PropertyDecoder::frameExtents(view(replies.frameExtents));
         const double border = replies.geometry->border_width;
-        const double left = extent(0) + border;
-        const double right = extent(1) + border;
-        const double top = extent(2) + border;
-        const double bottom = extent(3) + border;
+        const double left = extentLeft + border;
+        const double right = extentRight + border;
+        const double top = extentTop + border;
+        const double bottom = extentBottom + border;
         const double clientHeight = shaded ? 0.0 : double(replies.geometry->height);
         const QRectF native(replies.position->dst_x - left, replies.position->dst_y - top,
                             replies.geometry->width + left + right, clientHeight + top + bottom);
         window.frame = logicalFrame(native, reading.displays);
 
         // Kept-below windows sit under everything the user works in, like desktop widgets.
-        window.layer = contains(state, atoms._NET_WM_STATE_BELOW) ? -1 : 0;
-        if (const auto opacity = firstLong(replies.opacity)) {
+        window.layer = X11PropertyDecoder::containsAtom(state, atoms._NET_WM_STATE_BELOW) ? -1 : 0;
+        if (const auto opacity = X11PropertyDecoder::firstLong(view(replies.opacity))) {
             window.alpha = double(*opacity) / double(0xFFFFFFFFU);
         }
         window.isMinimized = hidden;
@@ -340,7 +299,8 @@ void X11WorkspaceReader::readWindows(WorkspaceReading& reading) {
         ObservedWindow observed;
         observed.window = std::move(window);
         if (fullScreenStateKept) {
-            observed.fullScreenState = contains(state, atoms._NET_WM_STATE_FULLSCREEN);
+            observed.fullScreenState =
+                X11PropertyDecoder::containsAtom(state, atoms._NET_WM_STATE_FULLSCREEN);
         }
         reading.windows.push_back(std::move(observed));
     }
