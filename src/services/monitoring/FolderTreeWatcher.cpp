@@ -20,8 +20,10 @@ bool isInside(const QString& path, const QString& folder) {
            (path.size() > folder.size() && path.startsWith(folder) && path.at(folder.size()) == u'/');
 }
 
-QString parentOf(const QString& path) {
-    return QFileInfo(path).path();
+// Paths here are clean and absolute, so the parent is everything before the last slash.
+QStringView parentOf(const QString& path) {
+    const qsizetype slash = path.lastIndexOf(u'/');
+    return slash <= 0 ? QStringView(path).left(1) : QStringView(path).left(slash);
 }
 
 qint64 modifiedAt(const QFileInfo& info) {
@@ -30,8 +32,8 @@ qint64 modifiedAt(const QFileInfo& info) {
 
 // Symbolic links are not followed, so that a link can't lead the walk in a circle or out of the tree.
 QFileInfoList entriesOf(const QString& folder) {
-    return QDir(folder).entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot | QDir::Hidden |
-                                      QDir::NoSymLinks);
+    return QDir(folder).entryInfoList(
+        QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot | QDir::Hidden | QDir::NoSymLinks, QDir::Unsorted);
 }
 
 } // namespace
@@ -70,6 +72,7 @@ void FolderTreeWatcher::clear() {
     m_roots.clear();
     m_folders.clear();
     m_files.clear();
+    m_passedOver.clear();
     m_changedFolders.clear();
     m_changedFiles.clear();
     m_truncated = false;
@@ -113,13 +116,17 @@ void FolderTreeWatcher::addTree(const QString& root) {
             break;
         }
         folders.append(folder);
+        QStringList subfolders;
         for (const QFileInfo& entry : entriesOf(folder)) {
             if (entry.isDir()) {
-                pending.append(entry.filePath());
+                subfolders.append(entry.filePath());
             } else {
                 files.append({entry.filePath(), modifiedAt(entry)});
             }
         }
+        // In name order, so that which folders a limit leaves out doesn't depend on the disk.
+        subfolders.sort();
+        pending.append(subfolders);
     }
     if (folders.isEmpty()) {
         return;
@@ -135,7 +142,9 @@ void FolderTreeWatcher::addTree(const QString& root) {
 }
 
 void FolderTreeWatcher::addFiles(QList<FileCandidate> candidates) {
-    candidates.removeIf([this](const FileCandidate& candidate) { return m_files.contains(candidate.path); });
+    candidates.removeIf([this](const FileCandidate& candidate) {
+        return m_files.contains(candidate.path) || m_passedOver.contains(candidate.path);
+    });
     if (candidates.isEmpty()) {
         return;
     }
@@ -167,6 +176,8 @@ void FolderTreeWatcher::addFiles(QList<FileCandidate> candidates) {
                 evicted.append(all.at(index).path);
             } else if (index >= watchedCount && kept) {
                 admitted.append(all.at(index));
+            } else if (index >= watchedCount) {
+                m_passedOver.insert(all.at(index).path);
             }
         }
         candidates = std::move(admitted);
@@ -175,6 +186,7 @@ void FolderTreeWatcher::addFiles(QList<FileCandidate> candidates) {
         m_watcher.removePaths(evicted);
         for (const QString& path : std::as_const(evicted)) {
             m_files.remove(path);
+            m_passedOver.insert(path);
         }
     }
     if (candidates.isEmpty()) {
@@ -187,7 +199,9 @@ void FolderTreeWatcher::addFiles(QList<FileCandidate> candidates) {
     const QStringList failedList = m_watcher.addPaths(paths);
     const QSet<QString> failed(failedList.cbegin(), failedList.cend());
     for (const FileCandidate& candidate : std::as_const(candidates)) {
-        if (!failed.contains(candidate.path)) {
+        if (failed.contains(candidate.path)) {
+            m_passedOver.insert(candidate.path);
+        } else {
             m_files.insert(candidate.path, candidate.modified);
         }
     }
@@ -211,6 +225,7 @@ void FolderTreeWatcher::removeTree(const QString& path) {
             ++it;
         }
     }
+    m_passedOver.removeIf([&](const QString& file) { return isInside(file, path); });
     // The watcher has usually let go of deleted paths already; what it still holds goes now.
     const QStringList heldList = m_watcher.directories() + m_watcher.files();
     const QSet<QString> held(heldList.cbegin(), heldList.cend());
@@ -227,13 +242,9 @@ void FolderTreeWatcher::removeTree(const QString& path) {
 
 void FolderTreeWatcher::rescan(const QString& folder) {
     QSet<QString> folders;
-    QHash<QString, qint64> files;
+    QSet<QString> files;
     for (const QFileInfo& entry : entriesOf(folder)) {
-        if (entry.isDir()) {
-            folders.insert(entry.filePath());
-        } else {
-            files.insert(entry.filePath(), modifiedAt(entry));
-        }
+        (entry.isDir() ? folders : files).insert(entry.filePath());
     }
     // Drop first, then add: a folder renamed within the tree is the same inode under a new name.
     QStringList vanished;
@@ -250,6 +261,9 @@ void FolderTreeWatcher::rescan(const QString& folder) {
     for (const QString& gone : std::as_const(vanished)) {
         removeTree(gone);
     }
+    m_passedOver.removeIf(
+        [&](const QString& file) { return parentOf(file) == folder && !files.contains(file); });
+
     QStringList newFolders;
     for (const QString& sub : std::as_const(folders)) {
         if (!m_folders.contains(sub)) {
@@ -260,12 +274,11 @@ void FolderTreeWatcher::rescan(const QString& folder) {
     for (const QString& sub : std::as_const(newFolders)) {
         addTree(sub);
     }
+    // Only entries not seen before are looked at closely.
     QList<FileCandidate> candidates;
-    for (auto it = files.cbegin(); it != files.cend(); ++it) {
-        if (const auto watched = m_files.find(it.key()); watched != m_files.end()) {
-            *watched = it.value();
-        } else {
-            candidates.append({it.key(), it.value()});
+    for (const QString& file : std::as_const(files)) {
+        if (!m_files.contains(file) && !m_passedOver.contains(file)) {
+            candidates.append({file, modifiedAt(QFileInfo(file))});
         }
     }
     std::sort(candidates.begin(), candidates.end(),
@@ -315,7 +328,7 @@ void FolderTreeWatcher::flush() {
             // rescan watches the new file.
             m_files.erase(watched);
             if (info.exists()) {
-                changedFolders.insert(parentOf(file));
+                changedFolders.insert(parentOf(file).toString());
             }
         }
     }

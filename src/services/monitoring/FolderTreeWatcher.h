@@ -76,6 +76,9 @@ private:
     QSet<QString> m_folders;
     // Watched files with their last known modification (ms since 1970): the oldest give way first.
     QHash<QString, qint64> m_files;
+    // Files that didn't get a watch (or lost theirs) under the file limit: not offered again, so that a
+    // rescan looks at new entries only, until they leave their folder.
+    QSet<QString> m_passedOver;
     QSet<QString> m_changedFolders;
     QSet<QString> m_changedFiles;
     ScheduledCall m_flush;
