@@ -48,6 +48,15 @@ QUrl LocalService::url() const {
     return url;
 }
 
+ProcessLabels processLabels(const std::vector<LocalService>& services, std::vector<std::int32_t> agentPIDs) {
+    ProcessLabels labels;
+    labels.agentPIDs = std::move(agentPIDs);
+    for (const LocalService& service : services) {
+        labels.services.emplace_back(service.pid, service.label() + u" :"_s + QString::number(service.port));
+    }
+    return labels;
+}
+
 QString LocalServicesError::userText(const Localization& localization) const {
     return localization.format(u"could not list local ports: %1"_s, message);
 }

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 namespace tessary {
 
@@ -96,6 +97,10 @@ struct LocalService {
     // "http://localhost:<port>/" or the https form.
     [[nodiscard]] QUrl url() const;
 };
+
+// What the CPU and Memory rows say of the processes they hold: the agents, and each server as
+// "<label> :<port>".
+ProcessLabels processLabels(const std::vector<LocalService>& services, std::vector<std::int32_t> agentPIDs);
 
 // Why a scan gave no list.
 struct LocalServicesError {
