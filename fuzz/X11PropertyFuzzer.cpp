@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     const auto first = X11PropertyDecoder::firstLong(property);
     const int count = X11PropertyDecoder::longCount(property);
-    if (count * 4 > property.value.size() || (count > 0) != first.has_value()) {
+    if (qsizetype{count} * 4 > property.value.size() || (count > 0) != first.has_value()) {
         __builtin_trap();
     }
     for (int i = 0; i < count; ++i) {
