@@ -1,16 +1,11 @@
 #include "modulekit/ChangeSignal.h"
 
-#include <algorithm>
+#include "core/time/Clock.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace tessary {
-
-namespace {
-QDateTime distantPast() {
-    return QDateTime::fromMSecsSinceEpoch(std::numeric_limits<qint64>::min() / 4, Qt::UTC);
-}
-} // namespace
 
 bool ChangeSignal::Fact::isExpired(const QDateTime& now) const {
     return tone == Tone::success && since.msecsTo(now) >= static_cast<qint64>(successLifetimeSeconds * 1000);

@@ -36,6 +36,11 @@ private:
     QDateTime m_now;
 };
 
+// A date before anything the program will meet; stands for "never" where a date is needed.
+inline QDateTime distantPast() {
+    return {QDate(1, 1, 1), QTime(0, 0), Qt::UTC};
+}
+
 // Seconds from `from` to `to`, as the floating-point durations used throughout.
 inline double secondsBetween(const QDateTime& from, const QDateTime& to) {
     return static_cast<double>(from.msecsTo(to)) / 1000.0;

@@ -1,14 +1,12 @@
 #include "services/monitoring/AgentListCadence.h"
 
+#include "core/time/Clock.h"
+
 #include <algorithm>
 
 namespace tessary {
 
 namespace {
-
-QDateTime distantPast() {
-    return {QDate(1, 1, 1), QTime(0, 0), Qt::UTC};
-}
 
 QDateTime plusSeconds(const QDateTime& date, double seconds) {
     return date.addMSecs(static_cast<qint64>(seconds * 1000));
