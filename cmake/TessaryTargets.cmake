@@ -95,7 +95,7 @@ function(tessary_test name)
   endif()
   set(env "QT_QPA_PLATFORM=offscreen"
           "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
-          "ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1"
+          "ASAN_OPTIONS=detect_stack_use_after_return=1"
           "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1"
           "TESSARY_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
   if(ARG_X11)
