@@ -63,8 +63,10 @@ Advance advance(const std::vector<LocalService>& from, const std::vector<LocalSe
     }
 
     for (const LocalService& service : from) {
+        // A session that has ended took its servers with it: no news either.
         if (!service.owner || served.contains(service.port) || stopRequestedPIDs.contains(service.pid) ||
-            service.owner->evidence != SessionLink::Evidence::ancestry) {
+            service.owner->evidence != SessionLink::Evidence::ancestry ||
+            !runningSessionIDs.contains(service.owner->sessionID)) {
             continue;
         }
         const PendingAbsence absence{service.pid, service.label(), service.port, service.owner->sessionID,

@@ -51,7 +51,7 @@ struct Advance {
 // The fact identifier: "stopped:" + session + ":" + port.
 QString factID(const QString& sessionID, int port);
 
-// Only a server tied to its session by ancestry counts; a stop the user asked for is no news; while
+// Only a server tied to a running session by ancestry counts; a stop the user asked for is no news; while
 // the session works the absence waits in `pending` (a restart during work is normal) and is reported
 // at a later scan, or dropped when the port is served again. Facts in `seen` aren't raised again, and
 // nothing is raised while the user looks at the session.

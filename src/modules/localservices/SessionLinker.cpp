@@ -26,17 +26,20 @@ bool contains(const QString& folder, const QString& path) {
 } // namespace
 
 std::vector<Session> sessions(const Agent& agent, const std::vector<Session>& among) {
-    std::vector<Session> result;
+    // Sessions that name the agent come first, so that they win over equally deep ones by folder.
+    std::vector<Session> named;
+    std::vector<Session> byFolder;
     const QString agentFolder = agent.directory ? withoutTrailingSlash(*agent.directory) : QString();
     for (const Session& session : among) {
-        const bool named = session.agentPID && *session.agentPID == agent.pid;
-        const bool byFolder = !session.agentPID && !agentFolder.isEmpty() &&
-                              withoutTrailingSlash(session.projectDirectory) == agentFolder;
-        if (named || byFolder) {
-            result.push_back(session);
+        if (session.agentPID && *session.agentPID == agent.pid) {
+            named.push_back(session);
+        } else if (!session.agentPID && !agentFolder.isEmpty() &&
+                   withoutTrailingSlash(session.projectDirectory) == agentFolder) {
+            byFolder.push_back(session);
         }
     }
-    return result;
+    named.insert(named.end(), byFolder.begin(), byFolder.end());
+    return named;
 }
 
 std::optional<Session> deepestSession(const QString& directory, const std::vector<Session>& in) {

@@ -35,12 +35,12 @@ struct Agent {
 // The parents of a process, nearest first, without the process itself.
 using Ancestors = std::function<std::vector<std::int32_t>(std::int32_t pid)>;
 
-// The sessions an agent runs: those that name its process, or, for sessions that name none, those
+// The sessions an agent runs: those that name its process, then, of the sessions that name none, those
 // whose project is the agent's working folder.
 std::vector<Session> sessions(const Agent& agent, const std::vector<Session>& among);
 
 // The session whose project folder is the longest prefix of `directory`, compared by whole path
-// components (a trailing "/" dropped first).
+// components (a trailing "/" dropped first); the first of equally deep ones.
 std::optional<Session> deepestSession(const QString& directory, const std::vector<Session>& in);
 
 // Each service with its owner set, or cleared when no session claims it.

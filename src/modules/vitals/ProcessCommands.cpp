@@ -55,13 +55,23 @@ QFuture<void> perform(const DetailCommand& command, const VitalsModuleServices& 
     StopRequest request;
     request.force = parsed->force;
     request.gracePeriod = parsed->force ? services.forceGracePeriod : services.gracePeriod;
+    SystemVitalsStore& store = services.store;
+    const QString rowID = row->id;
+    bool anyAlive = false;
     for (const std::int32_t pid : row->pids) {
+        // Processes of the row that already ended (after an earlier kill) aren't signalled again.
+        if (services.isAlive && !services.isAlive(pid)) {
+            continue;
+        }
+        anyAlive = true;
         if (pid >= 2 && pid != services.ownPID) {
             request.pids.push_back(pid);
         }
     }
-    SystemVitalsStore& store = services.store;
-    const QString rowID = row->id;
+    if (!anyAlive) {
+        store.removeRow(rowID);
+        return QtFuture::makeReadyFuture();
+    }
     if (request.pids.empty()) {
         store.recordFailure(rowID, u"refusing to signal this process"_s);
         return QtFuture::makeReadyFuture();

@@ -48,10 +48,11 @@ struct Parsed {
 };
 std::optional<Parsed> parse(const QString& commandID);
 
-// Signals the row's processes (never a process id below 2, never this program), notes the request,
+// Signals the row's live processes (never a process id below 2, never this program), notes the request,
 // waits the grace period (the force one after "force-kill:"), then marks the row as surviving if any
 // of its processes still runs, or takes it off the list at once. A refusal is stored as the row's
-// failure. An unknown row, or no terminator, does nothing.
+// failure. A row whose processes have all ended leaves the list; an unknown row, or no terminator,
+// does nothing.
 QFuture<void> perform(const DetailCommand& command, const VitalsModuleServices& services);
 
 } // namespace ProcessCommands
