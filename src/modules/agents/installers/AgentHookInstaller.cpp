@@ -24,11 +24,17 @@ std::function<bool()> folderExists(const QString& settingsFile) {
     return [folder = QFileInfo(settingsFile).absolutePath()] { return QFileInfo(folder).isDir(); };
 }
 
+// A write that worked is noted only in verbose mode; one that failed always.
 void logOutcome(DiagnosticLiteral event, const QString& agentID, bool succeeded) {
-    DiagnosticLog::info(DiagnosticCategory::hooks, event, [&] {
+    const auto fields = [&] {
         return DiagnosticFields{{"agent", DiagnosticValue::name(agentID)},
                                 {"ok", DiagnosticValue::boolean(succeeded)}};
-    });
+    };
+    if (succeeded) {
+        DiagnosticLog::debug(DiagnosticCategory::hooks, event, fields);
+    } else {
+        DiagnosticLog::error(DiagnosticCategory::hooks, event, fields);
+    }
 }
 
 } // namespace

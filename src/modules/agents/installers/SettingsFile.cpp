@@ -6,6 +6,7 @@
 #include <QSaveFile>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace tessary::SettingsFile {
@@ -38,8 +39,13 @@ Reading read(const QString& path) {
     if (!info.exists()) {
         return {};
     }
+    // Only a regular file is read: a folder fails, and a pipe or a device could block or never end.
+    struct stat status {};
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return {Reading::State::unreadable, {}};
+    }
     QFile file(path);
-    if (info.isDir() || !file.open(QIODevice::ReadOnly) || file.size() > readLimit) {
+    if (!file.open(QIODevice::ReadOnly) || file.size() > readLimit) {
         return {Reading::State::unreadable, {}};
     }
     QByteArray bytes = file.read(readLimit + 1);
