@@ -6,6 +6,7 @@
 #include <QLinearGradient>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 
@@ -30,6 +31,8 @@ const QColor pressureMint(92, 214, 172);
 const QColor warningAmber(247, 186, 77);
 const QColor criticalRed(255, 102, 102);
 const QColor successGreen(104, 214, 128);
+// How far a shadow spreads around its form.
+constexpr double shadowReach = 8;
 
 double clamp01(double value) {
     return std::isfinite(value) ? std::clamp(value, 0.0, 1.0) : 0.0;
@@ -193,19 +196,26 @@ QPainterPath bandPath(const QuarterBand& band) {
     return path;
 }
 
-void fillGlass(QPainter& painter, const QPainterPath& path, const QRectF& bounds, bool drawsShadow) {
-    if (drawsShadow) {
-        // A soft shadow, widest and faintest first, a little below the form.
-        painter.save();
-        painter.setBrush(Qt::NoBrush);
-        const QPainterPath lowered = path.translated(0, 1.5);
-        for (int ring = 6; ring >= 1; --ring) {
-            painter.setPen(QPen(QColor(0, 0, 0, 9 + (6 - ring) * 3), ring * 2.0, Qt::SolidLine, Qt::RoundCap,
-                                Qt::RoundJoin));
-            painter.drawPath(lowered);
-        }
-        painter.restore();
+// The shadow of an outline: strokes widest and faintest first, a little below the form.
+QImage renderShadow(const QPainterPath& path, qreal ratio) {
+    const QRectF area =
+        path.boundingRect().adjusted(-shadowReach, -shadowReach, shadowReach, shadowReach + 2);
+    QImage image((area.size() * ratio).toSize() + QSize(1, 1), QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.translate(-area.topLeft() + QPointF(0, 1.5));
+    painter.setBrush(Qt::NoBrush);
+    for (int ring = 6; ring >= 1; --ring) {
+        painter.setPen(QPen(QColor(0, 0, 0, 9 + (6 - ring) * 3), ring * 2.0, Qt::SolidLine, Qt::RoundCap,
+                            Qt::RoundJoin));
+        painter.drawPath(path);
     }
+    return image;
+}
+
+void fillGlass(QPainter& painter, const QPainterPath& path, const QRectF& bounds) {
     QLinearGradient gradient(bounds.topLeft(), bounds.bottomLeft());
     gradient.setColorAt(0, glassTop);
     gradient.setColorAt(1, glassBottom);
@@ -329,6 +339,33 @@ QPainterPath SurfacePainter::outline(const SurfaceForm& form) {
     return path;
 }
 
+void SurfacePainter::drawShadow(QPainter& painter, const QPainterPath& path, bool enabled) {
+    if (!enabled || path.isEmpty()) {
+        return;
+    }
+    // The outline changes only while the form springs open or shut: keep the last few shadows.
+    const qreal ratio = painter.device()->devicePixelRatioF();
+    QByteArray key;
+    key.reserve(path.elementCount() * 2 * static_cast<int>(sizeof(float)) + 8);
+    key.append(reinterpret_cast<const char*>(&ratio), sizeof(ratio));
+    for (int index = 0; index < path.elementCount(); ++index) {
+        const QPainterPath::Element element = path.elementAt(index);
+        const std::array<float, 2> point{static_cast<float>(element.x), static_cast<float>(element.y)};
+        key.append(reinterpret_cast<const char*>(point.data()), sizeof(point));
+    }
+    auto found = std::find_if(m_shadows.begin(), m_shadows.end(),
+                              [&](const auto& entry) { return entry.first == key; });
+    if (found == m_shadows.end()) {
+        if (m_shadows.size() >= shadowCacheSize) {
+            m_shadows.erase(m_shadows.begin());
+        }
+        m_shadows.emplace_back(key, renderShadow(path, ratio));
+        found = std::prev(m_shadows.end());
+    }
+    const QPointF origin = path.boundingRect().topLeft() - QPointF(shadowReach, shadowReach);
+    painter.drawImage(origin, found->second);
+}
+
 void SurfacePainter::drawIcon(QPainter& painter, const QString& symbolName, const QRectF& box,
                               const QColor& color) {
     const int side = static_cast<int>(std::lround(std::min(box.width(), box.height())));
@@ -365,7 +402,8 @@ void SurfacePainter::paint(QPainter& painter, const SurfaceScene& scene) {
 void SurfacePainter::paintBubble(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form,
                                  double e) {
     const QPainterPath path = outline(form);
-    fillGlass(painter, path, form.body.rect, scene.drawsShadow);
+    drawShadow(painter, path, scene.drawsShadow);
+    fillGlass(painter, path, form.body.rect);
     strokeRim(painter, path);
     const ModuleSnapshot* module = moduleAt(scene, 0);
     if (module == nullptr) {
@@ -422,7 +460,8 @@ void SurfacePainter::paintBubble(QPainter& painter, const SurfaceScene& scene, c
 void SurfacePainter::paintCapsule(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form,
                                   Edge edge, double e) {
     const QPainterPath path = outline(form);
-    fillGlass(painter, path, form.body.rect, scene.drawsShadow);
+    drawShadow(painter, path, scene.drawsShadow);
+    fillGlass(painter, path, form.body.rect);
     const bool vertical = isVertical(edge);
     painter.save();
     painter.setClipPath(path);
@@ -492,7 +531,8 @@ void SurfacePainter::paintCapsule(QPainter& painter, const SurfaceScene& scene, 
 void SurfacePainter::paintRings(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form,
                                 double e) {
     const QPainterPath path = outline(form);
-    fillGlass(painter, path, form.bounds(), scene.drawsShadow);
+    drawShadow(painter, path, scene.drawsShadow);
+    fillGlass(painter, path, form.bounds());
     painter.save();
     painter.setClipPath(path);
     for (std::size_t index = 0; index < form.bands.size(); ++index) {
@@ -570,9 +610,7 @@ void SurfacePainter::paintRings(QPainter& painter, const SurfaceScene& scene, co
 void SurfacePainter::paintNotch(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form,
                                 double e) {
     const QPainterPath path = outline(form);
-    if (scene.drawsShadow) {
-        fillGlass(painter, path, form.body.rect, true);
-    }
+    drawShadow(painter, path, scene.drawsShadow);
     painter.save();
     painter.setCompositionMode(QPainter::CompositionMode_Source);
     painter.setPen(Qt::NoPen);

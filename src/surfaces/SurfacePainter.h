@@ -9,10 +9,13 @@
 #include "surfaces/SymbolIconCache.h"
 #include "surfaces/form/SurfaceHitTest.h"
 
+#include <QByteArray>
+#include <QImage>
 #include <QPainter>
 #include <QPainterPath>
 
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace tessary {
@@ -43,8 +46,11 @@ private:
     void paintNotch(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form, double e);
 
     void drawIcon(QPainter& painter, const QString& symbolName, const QRectF& box, const QColor& color);
+    void drawShadow(QPainter& painter, const QPainterPath& path, bool enabled);
 
+    static constexpr std::size_t shadowCacheSize = 4;
     SymbolIconCache m_icons;
+    std::vector<std::pair<QByteArray, QImage>> m_shadows;
 };
 
 } // namespace tessary
