@@ -127,10 +127,23 @@ std::optional<QString> scanFailure(int status, QStringView errorOutput, std::siz
         return std::nullopt;
     }
     QStringList remaining;
+    bool inWarning = false;
     for (const QStringView line : errorOutput.split(u'\n')) {
-        const QStringView trimmed = line.trimmed();
-        if (!trimmed.isEmpty() && !trimmed.startsWith(u"WARNING")) {
-            remaining.append(trimmed.toString());
+        QStringView trimmed = line.trimmed();
+        if (trimmed.isEmpty()) {
+            continue;
+        }
+        // lsof writes "lsof: WARNING: ..." and goes on in indented lines ("Output information may be
+        // incomplete."), which belong to the warning.
+        if (inWarning && line.front().isSpace()) {
+            continue;
+        }
+        if (trimmed.startsWith(u"lsof: ")) {
+            trimmed = trimmed.sliced(6);
+        }
+        inWarning = trimmed.startsWith(u"WARNING");
+        if (!inWarning) {
+            remaining.append(line.trimmed().toString());
         }
     }
     if (status == 1 && remaining.isEmpty()) {

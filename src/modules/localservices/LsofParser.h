@@ -39,8 +39,9 @@ std::optional<Endpoint> endpoint(QStringView text);
 int addressRank(QStringView address);
 
 // Whether lsof's exit means failure, and its text: status 0 is fine, and so is any status when
-// listeners were found. Otherwise the lines of the error output beginning "WARNING" are dropped;
-// status 1 with nothing left is fine (lsof's answer when nothing listens). Anything else gives
+// listeners were found. Otherwise the warnings of the error output are dropped (lines beginning
+// "WARNING" or "lsof: WARNING", with their indented continuation lines); status 1 with nothing left
+// is fine (lsof's answer when nothing listens). Anything else gives
 // "lsof exited <status>" and what remains of the error output.
 std::optional<QString> scanFailure(int status, QStringView errorOutput, std::size_t listenerCount);
 

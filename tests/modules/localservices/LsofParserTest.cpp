@@ -144,10 +144,14 @@ void LsofParserTest::scanFailure_data() {
     QTest::newRow("status 1 with a real error")
         << 1 << u"lsof: illegal option character: Z\n"_s << 0
         << std::optional<QString>(u"lsof exited 1: lsof: illegal option character: Z"_s);
-    QTest::newRow("warning lines dropped, the rest stays")
-        << 1 << warning << 0
-        << std::optional<QString>(u"lsof exited 1: lsof: WARNING: can't stat() fuse.gvfsd-fuse file "
-                                  "system /run/user/1000/gvfs Output information may be incomplete."_s);
+    QTest::newRow("lsof's own warning with its continuation")
+        << 1 << warning << 0 << std::optional<QString>();
+    QTest::newRow("warnings dropped, the rest stays")
+        << 1 << warning + u"lsof: can't read /proc/1/fd\n"_s << 0
+        << std::optional<QString>(u"lsof exited 1: lsof: can't read /proc/1/fd"_s);
+    QTest::newRow("an indented line after an error stays")
+        << 1 << u"lsof: error\n  detail\n"_s << 0
+        << std::optional<QString>(u"lsof exited 1: lsof: error detail"_s);
     QTest::newRow("another status") << 2 << QString() << 0 << std::optional<QString>(u"lsof exited 2"_s);
 }
 
