@@ -172,23 +172,35 @@ void AgentEventStoreTest::promptEndsTheSessionsQuestions() {
 
 void AgentEventStoreTest::endingsAreCappedWithTheirAgents() {
     AgentEventStore store;
+    store.startTool(u"never-ended"_s, u"s0"_s, u"Bash"_s, {}, std::nullopt, t0);
+    store.startTool(u"other"_s, u"elsewhere"_s, u"Bash"_s, {}, std::nullopt, t0);
     for (int i = 0; i < 55; ++i) {
         const QString session = u"s%1"_s.arg(i);
         store.noteAgent(session, u"codex"_s);
+        store.update(session, AgentActivity::waiting, std::nullopt, std::nullopt, t0);
+        store.note(session, 1000 + i);
         store.noteDirectory(session, u"/work/%1"_s.arg(i));
         store.end(session, t0.addSecs(i));
     }
     QCOMPARE(store.sessionEnds().size(), AgentEventStore::endingLimit);
     QVERIFY(!store.sessionEnds().contains(u"s4"_s));
+    // The oldest endings go with all that was kept of their sessions.
     QCOMPARE(store.agent(u"s4"_s), u"claude"_s);
+    QVERIFY(!store.live().contains(u"s4"_s));
+    QVERIFY(!store.agentPIDs().contains(u"s4"_s));
     QCOMPARE(store.agent(u"s5"_s), u"codex"_s);
+    QVERIFY(store.live().contains(u"s5"_s));
+    QCOMPARE(store.live().size(), AgentEventStore::endingLimit);
     QVERIFY(store.sessionProjects().isEmpty());
+    // A call of an ended session is not running any more.
+    QCOMPARE(store.toolStarts().keys(), QList<QString>{u"other"_s});
 }
 
 void AgentEventStoreTest::sessionStartRevivesAnEndedSession() {
     AgentEventStore store;
-    store.startTool(u"a"_s, u"s"_s, u"Bash"_s, {}, std::nullopt, t0);
     store.end(u"s"_s, t0);
+    QVERIFY(store.sessionEnds().contains(u"s"_s));
+    store.startTool(u"a"_s, u"s"_s, u"Bash"_s, {}, std::nullopt, t0);
     store.noteSessionStart(u"s"_s, u"compact"_s);
     QVERIFY(store.sessionEnds().isEmpty());
     QCOMPARE(store.toolStarts().size(), 1);

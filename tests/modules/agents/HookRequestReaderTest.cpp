@@ -240,7 +240,7 @@ void HookRequestReaderTest::contentLengthLimitIsExact() {
 }
 
 void HookRequestReaderTest::toolResponseIsDroppedAtOnce() {
-    const QByteArray huge(3 * 1024 * 1024, 'r');
+    const QByteArray huge(qsizetype{3} * 1024 * 1024, 'r');
     const QByteArray body = R"({"session_id":"s","hook_event_name":"PostToolUse","tool_use_id":"t1",)"
                             R"("tool_response":{"stdout":")" +
                             huge + R"(","nested":[1,{"deep":true}]},"tool_input":{"command":"cat big"}})";

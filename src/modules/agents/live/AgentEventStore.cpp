@@ -173,16 +173,24 @@ void AgentEventStore::end(const QString& sessionID, const QDateTime& at) {
     m_prompts.remove(sessionID);
     m_failures.remove(sessionID);
     m_projects.remove(sessionID);
+    // No call runs in a session that ended; one the user refused never reported its end.
+    m_starts.removeIf([&](const auto& entry) { return entry.value().sessionID == sessionID; });
     m_endings.insert(sessionID, at);
+    // What is kept of the sessions that ended longest ago goes with their endings.
     while (m_endings.size() > endingLimit) {
         const auto oldest = std::min_element(m_endings.begin(), m_endings.end());
         m_sessionAgents.remove(oldest.key());
+        forgetLocked(oldest.key());
         m_endings.erase(oldest);
     }
 }
 
 void AgentEventStore::forget(const QString& sessionID) {
     const std::lock_guard lock(m_lock);
+    forgetLocked(sessionID);
+}
+
+void AgentEventStore::forgetLocked(const QString& sessionID) {
     m_states.remove(sessionID);
     m_agents.remove(sessionID);
     m_liveModels.remove(sessionID);
@@ -197,6 +205,10 @@ void AgentEventStore::startTool(const QString& id, const QString& sessionID, con
                                 const QDateTime& at) {
     const std::lock_guard lock(m_lock);
     m_starts.insert(id, ToolStart{sessionID, tool, summary, fingerprint, at});
+    while (m_starts.size() > startLimit) {
+        m_starts.erase(std::min_element(m_starts.begin(), m_starts.end(),
+                                        [](const ToolStart& a, const ToolStart& b) { return a.at < b.at; }));
+    }
 }
 
 void AgentEventStore::discardToolStarts(const QString& sessionID) {

@@ -31,6 +31,8 @@ public:
     static constexpr qsizetype askLimit = 50;
     static constexpr qsizetype endingLimit = 50;
     static constexpr qsizetype unheldPerSessionLimit = 3;
+    // Calls whose end never came (a session killed mid-call) must not pile up.
+    static constexpr qsizetype startLimit = 200;
 
     // A request on show without a hold (or after it), until `until`.
     struct Unheld {
@@ -85,6 +87,8 @@ public:
     void noteSessionStart(const QString& sessionID, const std::optional<QString>& source);
     // The user typed: the session's permission questions are over, and the turn goes on.
     void notePrompt(const QString& sessionID, const QDateTime& at);
+    // The session ended: its prompt, failure, directory and running calls go. The last 50 endings are
+    // kept; an older one goes with everything else kept of its session.
     void end(const QString& sessionID, const QDateTime& at);
     // Removes every trace of a session.
     void forget(const QString& sessionID);
@@ -119,6 +123,7 @@ public:
 private:
     [[nodiscard]] QString agentLocked(const QString& sessionID) const;
     void resumeTurnLocked(const QString& sessionID, const QDateTime& at);
+    void forgetLocked(const QString& sessionID);
     void capUnheldLocked(const QString& sessionID);
 
     mutable std::mutex m_lock;

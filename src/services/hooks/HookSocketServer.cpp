@@ -1,0 +1,169 @@
+#include "services/hooks/HookSocketServer.h"
+
+#include "services/hooks/HookConnection.h"
+#include "services/hooks/HookWire.h"
+
+#include <QHostAddress>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTimer>
+
+namespace tessary {
+
+HookSocketServer::HookSocketServer(QObject* receiver, Deliver deliver, Limits limits)
+    : m_receiver(receiver)
+    , m_deliver(std::move(deliver))
+    , m_limits(limits) {}
+
+HookSocketServer::~HookSocketServer() {
+    // Sockets and the server are children; the map only points at them.
+    m_connections.clear();
+}
+
+std::optional<quint16> HookSocketServer::listen(QAbstractSocket::SocketError* error) {
+    if (m_server == nullptr) {
+        m_server = new QTcpServer(this);
+        connect(m_server, &QTcpServer::newConnection, this, &HookSocketServer::accept);
+    }
+    // Only this machine's loopback: the token is then the second wall, not the only one.
+    if (!m_server->listen(QHostAddress::LocalHost, 0)) {
+        if (error != nullptr) {
+            *error = m_server->serverError();
+        }
+        return std::nullopt;
+    }
+    return m_server->serverPort();
+}
+
+void HookSocketServer::shutdown() {
+    if (m_server != nullptr) {
+        m_server->close();
+    }
+    while (!m_connections.empty()) {
+        drop(m_connections.begin()->first);
+    }
+}
+
+void HookSocketServer::accept() {
+    while (QTcpSocket* socket = m_server->nextPendingConnection()) {
+        if (static_cast<int>(m_connections.size()) >= m_limits.maximumConnections) {
+            socket->abort();
+            socket->deleteLater();
+            continue;
+        }
+        const quint64 id = m_nextID++;
+        socket->setParent(this);
+        m_connections.emplace(id, Connection{socket, HookRequestReader{}, Stage::reading, nullptr});
+        connect(socket, &QTcpSocket::readyRead, this, [this, id] { readFrom(id); });
+        connect(socket, &QTcpSocket::disconnected, this, [this, id] { closed(id); });
+        connect(socket, &QTcpSocket::errorOccurred, this, [this, id](QAbstractSocket::SocketError error) {
+            if (error != QAbstractSocket::RemoteHostClosedError) {
+                closed(id);
+            }
+        });
+        QTimer::singleShot(m_limits.headTimeout, socket, [this, id] { dropIfStillReading(id, true); });
+        QTimer::singleShot(m_limits.requestTimeout, socket, [this, id] { dropIfStillReading(id, false); });
+        if (socket->bytesAvailable() > 0) {
+            readFrom(id);
+        }
+    }
+}
+
+void HookSocketServer::readFrom(quint64 id) {
+    auto found = m_connections.find(id);
+    if (found == m_connections.end()) {
+        return;
+    }
+    Connection& connection = found->second;
+    QTcpSocket* socket = connection.socket;
+    while (socket->bytesAvailable() > 0) {
+        const QByteArray data = socket->read(m_limits.readSize);
+        if (data.isEmpty()) {
+            return;
+        }
+        if (connection.stage != Stage::reading) {
+            // After the request, anything more from the peer is dropped; only its going away matters.
+            continue;
+        }
+        auto progress = connection.reader.append(data);
+        if (const auto* more = std::get_if<HookRequestReader::NeedsMore>(&progress)) {
+            if (more->continueNow) {
+                socket->write(HookWire::continueReply.data(), HookWire::continueReply.size());
+            }
+            continue;
+        }
+        if (std::holds_alternative<HookRequestReader::Invalid>(progress)) {
+            drop(id);
+            return;
+        }
+        auto& complete = std::get<HookRequestReader::Complete>(progress);
+        connection.stage = Stage::handedOver;
+        connection.handle = std::make_shared<HookConnection>(QPointer<HookSocketServer>(this), id);
+        QMetaObject::invokeMethod(
+            m_receiver,
+            [deliver = m_deliver, request = std::move(complete.request),
+             handle = connection.handle]() mutable { deliver(std::move(request), std::move(handle)); },
+            Qt::QueuedConnection);
+    }
+}
+
+void HookSocketServer::send(quint64 id, const QByteArray& bytes) {
+    const auto found = m_connections.find(id);
+    if (found == m_connections.end() || found->second.stage == Stage::replied) {
+        return;
+    }
+    found->second.stage = Stage::replied;
+    QTcpSocket* socket = found->second.socket;
+    socket->write(bytes);
+    // Closes once the reply is written.
+    socket->disconnectFromHost();
+}
+
+void HookSocketServer::closed(quint64 id) {
+    const auto found = m_connections.find(id);
+    if (found == m_connections.end()) {
+        return;
+    }
+    if (found->second.stage == Stage::handedOver) {
+        QMetaObject::invokeMethod(
+            m_receiver, [handle = found->second.handle] { handle->markClosed(); }, Qt::QueuedConnection);
+    } else if (found->second.stage == Stage::reading) {
+        found->second.reader.finish(HookRequestReader::FinishReason::peerClosed);
+    }
+    QTcpSocket* socket = found->second.socket;
+    m_connections.erase(found);
+    socket->disconnect(this);
+    socket->abort();
+    socket->deleteLater();
+}
+
+void HookSocketServer::drop(quint64 id) {
+    const auto found = m_connections.find(id);
+    if (found == m_connections.end()) {
+        return;
+    }
+    QTcpSocket* socket = found->second.socket;
+    const bool handedOver = found->second.stage == Stage::handedOver;
+    std::shared_ptr<HookConnection> handle = found->second.handle;
+    m_connections.erase(found);
+    socket->disconnect(this);
+    socket->abort();
+    socket->deleteLater();
+    if (handedOver) {
+        QMetaObject::invokeMethod(
+            m_receiver, [handle] { handle->markClosed(); }, Qt::QueuedConnection);
+    }
+}
+
+void HookSocketServer::dropIfStillReading(quint64 id, bool onlyWithoutHead) {
+    const auto found = m_connections.find(id);
+    if (found == m_connections.end() || found->second.stage != Stage::reading) {
+        return;
+    }
+    if (onlyWithoutHead && found->second.reader.hasHead()) {
+        return;
+    }
+    drop(id);
+}
+
+} // namespace tessary
