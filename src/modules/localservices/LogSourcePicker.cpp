@@ -73,12 +73,15 @@ std::optional<QString> pick(const std::vector<OpenFile>& files) {
 
 std::vector<OpenFile> parse(QStringView listing) {
     std::vector<OpenFile> files;
-    std::optional<OpenFile> current;
+    // The file being read: fields before its first "f" belong to no file.
+    OpenFile current;
+    bool inFile = false;
     const auto flush = [&] {
-        if (current && !current->path.isEmpty()) {
-            files.push_back(*current);
+        if (inFile && !current.path.isEmpty()) {
+            files.push_back(current);
         }
-        current.reset();
+        current = OpenFile{};
+        inFile = false;
     };
     for (const QStringView line : listing.split(u'\n')) {
         if (line.isEmpty()) {
@@ -91,25 +94,21 @@ std::vector<OpenFile> parse(QStringView listing) {
             break;
         case u'f': {
             flush();
-            current = OpenFile{};
+            inFile = true;
             bool ok = false;
             const int descriptor = value.toInt(&ok);
-            current->descriptor = ok && descriptor >= 0 ? descriptor : -1;
+            current.descriptor = ok && descriptor >= 0 ? descriptor : -1;
             break;
         }
         case u'a':
-            if (current) {
-                current->isWritable = value.contains(u'w') || value.contains(u'u');
-            }
+            current.isWritable = inFile && (value.contains(u'w') || value.contains(u'u'));
             break;
         case u't':
-            if (current) {
-                current->isRegularFile = value == u"REG";
-            }
+            current.isRegularFile = inFile && value == u"REG";
             break;
         case u'n':
-            if (current) {
-                current->path = value.toString();
+            if (inFile) {
+                current.path = value.toString();
             }
             break;
         default:

@@ -80,6 +80,22 @@ QString ipv6Text(const std::array<quint8, 16>& bytes) {
 
 } // namespace
 
+QString address(const quint8* bytes, int length) {
+    if (length == 4) {
+        const bool any = bytes[0] == 0 && bytes[1] == 0 && bytes[2] == 0 && bytes[3] == 0;
+        return any ? u"*"_s : dotted(bytes);
+    }
+    if (length != 16) {
+        return {};
+    }
+    std::array<quint8, 16> copy{};
+    std::copy(bytes, bytes + 16, copy.begin());
+    if (std::all_of(copy.begin(), copy.end(), [](quint8 b) { return b == 0; })) {
+        return u"*"_s;
+    }
+    return u'[' + ipv6Text(copy) + u']';
+}
+
 QString address(QByteArrayView hex) {
     // The kernel prints each 32-bit word of the address as an integer of this machine: its bytes in
     // memory are the address's bytes in network order.
@@ -95,14 +111,7 @@ QString address(QByteArrayView hex) {
         }
         std::memcpy(bytes.data() + i * 4, &*word, 4);
     }
-    if (words == 1) {
-        const bool any = bytes[0] == 0 && bytes[1] == 0 && bytes[2] == 0 && bytes[3] == 0;
-        return any ? u"*"_s : dotted(bytes.data());
-    }
-    if (std::all_of(bytes.begin(), bytes.end(), [](quint8 b) { return b == 0; })) {
-        return u"*"_s;
-    }
-    return u'[' + ipv6Text(bytes) + u']';
+    return address(bytes.data(), static_cast<int>(words * 4));
 }
 
 std::vector<ListeningSocket> listening(QByteArrayView table) {

@@ -26,6 +26,9 @@ std::vector<ListeningSocket> listening(QByteArrayView table);
 // "0100007F" (IPv4) or 32 hex digits (IPv6), in the byte order of this machine's kernel.
 QString address(QByteArrayView hex);
 
+// An address of 4 or 16 bytes in network order, written as lsof writes it; empty for other lengths.
+QString address(const quint8* bytes, int length);
+
 } // namespace ProcNetParser
 
 } // namespace tessary

@@ -1,6 +1,7 @@
 #include "services/localservices/ListenerSource.h"
 
 #include "modules/localservices/ProcNetParser.h"
+#include "services/localservices/SocketDiagnostics.h"
 
 #include <QFileInfo>
 #include <QHash>
@@ -41,18 +42,26 @@ ListenerListing LsofListenerSource::listeners() const {
 }
 
 ListenerListing ProcListenerSource::listeners() const {
-    const auto tcp = m_proc.read(u"net/tcp"_s, 64 << 20);
-    const auto tcp6 = m_proc.read(u"net/tcp6"_s, 64 << 20);
-    if (!tcp && !tcp6) {
-        return LocalServicesError::scanFailed(u"could not read "_s + m_proc.root() + u"/net/tcp"_s);
-    }
     QHash<std::uint64_t, ProcNetParser::ListeningSocket> sockets;
-    for (const auto& table : {tcp, tcp6}) {
-        if (!table) {
-            continue;
+    const auto fromNetlink =
+        m_table == SocketTable::netlinkFirst ? SocketDiagnostics::listeningTCP() : std::nullopt;
+    if (fromNetlink) {
+        for (const ProcNetParser::ListeningSocket& socket : *fromNetlink) {
+            sockets.insert(socket.inode, socket);
         }
-        for (ProcNetParser::ListeningSocket& socket : ProcNetParser::listening(*table)) {
-            sockets.insert(socket.inode, std::move(socket));
+    } else {
+        const auto tcp = m_proc.read(u"net/tcp"_s, 256 << 20);
+        const auto tcp6 = m_proc.read(u"net/tcp6"_s, 256 << 20);
+        if (!tcp && !tcp6) {
+            return LocalServicesError::scanFailed(u"could not read "_s + m_proc.root() + u"/net/tcp"_s);
+        }
+        for (const auto& table : {tcp, tcp6}) {
+            if (!table) {
+                continue;
+            }
+            for (ProcNetParser::ListeningSocket& socket : ProcNetParser::listening(*table)) {
+                sockets.insert(socket.inode, std::move(socket));
+            }
         }
     }
     std::map<std::pair<std::int32_t, int>, LsofParser::Listener> listeners;

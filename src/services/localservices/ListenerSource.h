@@ -45,18 +45,23 @@ private:
     QString m_lsof;
 };
 
-// The same listeners from the kernel's tables, where lsof is missing: the sockets in state LISTEN of
-// net/tcp and net/tcp6, matched by inode with the "socket:[inode]" descriptors of each process.
-// Like lsof, it sees the processes whose descriptors it may read.
+// The same listeners from the kernel's tables, where lsof is missing: the sockets in state LISTEN,
+// matched by inode with the "socket:[inode]" descriptors of each process in /proc. Like lsof, it sees
+// the processes whose descriptors it may read. The socket table comes from sock_diag netlink where
+// asked for and available, else from net/tcp and net/tcp6 under the root.
 class ProcListenerSource final : public ListenerSource {
 public:
-    explicit ProcListenerSource(const ProcFileSystem& proc)
-        : m_proc(proc) {}
+    enum class SocketTable { netlinkFirst, files };
+
+    explicit ProcListenerSource(const ProcFileSystem& proc, SocketTable table = SocketTable::netlinkFirst)
+        : m_proc(proc)
+        , m_table(table) {}
 
     [[nodiscard]] ListenerListing listeners() const override;
 
 private:
     const ProcFileSystem& m_proc;
+    SocketTable m_table;
 };
 
 } // namespace tessary

@@ -48,7 +48,11 @@ LsofPortScanner::LsofPortScanner(const ProcFileSystem& proc, const ProcessRunner
     if (m_configuration.lsof) {
         m_listeners = std::make_unique<LsofListenerSource>(runner, *m_configuration.lsof);
     } else {
-        m_listeners = std::make_unique<ProcListenerSource>(proc);
+        // The kernel's netlink answers for this machine only; a /proc elsewhere is read as files.
+        const bool realProc = proc.root() == QLatin1StringView("/proc");
+        m_listeners = std::make_unique<ProcListenerSource>(
+            proc, realProc ? ProcListenerSource::SocketTable::netlinkFirst
+                           : ProcListenerSource::SocketTable::files);
     }
     m_probePool.setMaxThreadCount(probeThreads);
     m_probePool.setObjectName(u"tessary-scheme-probes"_s);

@@ -97,6 +97,7 @@ private slots:
     void realServersThroughLsofAndProc_data();
     void realServersThroughLsofAndProc();
     void lsofAndProcSeeTheSameListeners();
+    void procListenersFromAFakeTree();
     void lsofWarningExitIsNoError();
     void lsofFailures_data();
     void lsofFailures();
@@ -203,8 +204,11 @@ void LocalServicesScanTest::lsofAndProcSeeTheSameListeners() {
     QVERIFY(lsof);
     const ListenerListing throughLsof = LsofListenerSource(m_shell, *lsof).listeners();
     const ListenerListing throughProc = ProcListenerSource(m_proc).listeners();
+    const ListenerListing throughFiles =
+        ProcListenerSource(m_proc, ProcListenerSource::SocketTable::files).listeners();
     QVERIFY(std::holds_alternative<std::vector<LsofParser::Listener>>(throughLsof));
     QVERIFY(std::holds_alternative<std::vector<LsofParser::Listener>>(throughProc));
+    QVERIFY(std::holds_alternative<std::vector<LsofParser::Listener>>(throughFiles));
     // Other things may come and go meanwhile; ours must be in both, equal in every field.
     const QSet<int> ours{m_http, m_https, m_nginx, m_nginxTLS, m_qtServer.serverPort()};
     const auto mine = [&](const ListenerListing& listing) {
@@ -218,6 +222,51 @@ void LocalServicesScanTest::lsofAndProcSeeTheSameListeners() {
     };
     QVERIFY(mine(throughLsof).size() >= static_cast<std::size_t>(ours.size()));
     QCOMPARE(mine(throughProc), mine(throughLsof));
+    QCOMPARE(mine(throughFiles), mine(throughLsof));
+}
+
+void LocalServicesScanTest::procListenersFromAFakeTree() {
+    QTemporaryDir root;
+    const auto write = [&](const QString& relative, const QByteArray& content) {
+        QDir().mkpath(QFileInfo(root.filePath(relative)).path());
+        QFile file(root.filePath(relative));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    };
+    const ProcFileSystem fake(root.path());
+    // Without tables there is nothing to say.
+    const ListenerListing unreadable =
+        ProcListenerSource(fake, ProcListenerSource::SocketTable::files).listeners();
+    QVERIFY(std::holds_alternative<LocalServicesError>(unreadable));
+    QCOMPARE(std::get<LocalServicesError>(unreadable).message,
+             u"could not read "_s + root.path() + u"/net/tcp"_s);
+
+    write(
+        u"net/tcp"_s,
+        "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout inode\n"
+        "   0: 0100007F:0BB8 00000000:0000 0A 00000000:00000000 00:00000000 00000000  1000        0 501 1\n"
+        "   1: 00000000:0BB8 00000000:0000 0A 00000000:00000000 00:00000000 00000000  1000        0 502 1\n"
+        "   2: 0100007F:1F90 00000000:0000 0A 00000000:00000000 00:00000000 00000000  1000        0 503 1\n"
+        "   3: 0100007F:1F91 0100007F:D2F0 01 00000000:00000000 00:00000000 00000000  1000        0 504 1\n");
+    write(u"40/stat"_s, "40 (node) S 1 40 40 0 -1 0 0 0 0 0 1 1 0 0 20 0 1 0 7 1000 50 0\n");
+    write(u"41/stat"_s, "41 (nginx) S 1 41 41 0 -1 0 0 0 0 0 1 1 0 0 20 0 1 0 7 1000 50 0\n");
+    QDir().mkpath(root.filePath(u"40/fd"_s));
+    QDir().mkpath(root.filePath(u"41/fd"_s));
+    QDir().mkpath(root.filePath(u"42/fd"_s)); // ended: its stat is gone
+    QVERIFY(QFile::link(u"socket:[501]"_s, root.filePath(u"40/fd/3"_s)));
+    QVERIFY(QFile::link(u"socket:[502]"_s, root.filePath(u"40/fd/4"_s)));
+    QVERIFY(QFile::link(u"/dev/null"_s, root.filePath(u"40/fd/0"_s)));
+    QVERIFY(QFile::link(u"socket:[503]"_s, root.filePath(u"41/fd/6"_s)));
+    QVERIFY(QFile::link(u"socket:[504]"_s, root.filePath(u"41/fd/7"_s))); // connected, not listening
+    QVERIFY(QFile::link(u"socket:[503]"_s, root.filePath(u"42/fd/6"_s)));
+    QVERIFY(QFile::link(u"socket:[99x]"_s, root.filePath(u"41/fd/8"_s)));
+
+    const ListenerListing listing =
+        ProcListenerSource(fake, ProcListenerSource::SocketTable::files).listeners();
+    const auto uid = std::optional(ownUID);
+    QCOMPARE(std::get<std::vector<LsofParser::Listener>>(listing),
+             (std::vector<LsofParser::Listener>{{40, uid, u"node"_s, u"*"_s, 3000},
+                                                {41, uid, u"nginx"_s, u"127.0.0.1"_s, 8080}}));
 }
 
 void LocalServicesScanTest::lsofWarningExitIsNoError() {
