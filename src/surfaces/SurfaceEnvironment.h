@@ -24,6 +24,6 @@ struct SurfaceEnvironment {
 };
 
 // The factory the workspace loop makes its surfaces with.
-[[nodiscard]] SurfaceFactory makeSurfaceFactory(SurfaceEnvironment environment);
+[[nodiscard]] SurfaceFactory makeSurfaceFactory(const SurfaceEnvironment& environment);
 
 } // namespace tessary

@@ -3,7 +3,7 @@
 
 namespace tessary {
 
-SurfaceFactory makeSurfaceFactory(SurfaceEnvironment environment) {
+SurfaceFactory makeSurfaceFactory(const SurfaceEnvironment& environment) {
     return [environment](const QString& key, SurfaceCallbacks callbacks) -> std::unique_ptr<Surface> {
         return std::make_unique<SurfaceCoordinator>(key, std::move(callbacks), environment);
     };
