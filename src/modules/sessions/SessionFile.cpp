@@ -224,7 +224,12 @@ std::optional<QString> head(const QString& path, qint64 bytes) {
 
 bool scanBackward(const QString& path, const QString& needle, qint64 maximumBytes, qint64 maximumLineBytes,
                   const std::function<bool(const QString& line)>& accept) {
-    if (maximumBytes < 1 || maximumLineBytes < 1) {
+    return scanBackwardInChunks(path, needle, maximumBytes, maximumLineBytes, chunkBytes, accept);
+}
+
+bool scanBackwardInChunks(const QString& path, const QString& needle, qint64 maximumBytes, qint64 maximumLineBytes,
+                          qint64 chunk, const std::function<bool(const QString& line)>& accept) {
+    if (maximumBytes < 1 || maximumLineBytes < 1 || chunk < 1) {
         return false;
     }
     QFile file(path);
@@ -253,18 +258,18 @@ bool scanBackward(const QString& path, const QString& needle, qint64 maximumByte
     // The line being gathered has grown past the limit: its bytes are dropped until its start.
     bool overlong = false;
     // One buffer for every chunk.
-    QByteArray chunk;
+    QByteArray buffer;
     while (position > 0) {
         if (budget <= 0) {
             return false;
         }
-        const qint64 size = std::min({chunkBytes, budget, position});
+        const qint64 size = std::min({chunk, budget, position});
         position -= size;
         budget -= size;
-        if (!readAt(file, position, size, chunk) || chunk.size() != size) {
+        if (!readAt(file, position, size, buffer) || buffer.size() != size) {
             return false;
         }
-        const QByteArrayView bytes(chunk);
+        const QByteArrayView bytes(buffer);
         qsizetype end = bytes.size();
         for (qsizetype newline = bytes.lastIndexOf('\n', end - 1); newline >= 0;
              newline = end > 0 ? bytes.lastIndexOf('\n', end - 1) : -1) {
