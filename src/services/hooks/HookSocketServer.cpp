@@ -8,6 +8,9 @@
 #include <QTcpSocket>
 #include <QTimer>
 
+#include <algorithm>
+#include <vector>
+
 namespace tessary {
 
 HookSocketServer::HookSocketServer(QObject* receiver, Deliver deliver, Limits limits)
@@ -24,6 +27,11 @@ std::optional<quint16> HookSocketServer::listen(QAbstractSocket::SocketError* er
     if (m_server == nullptr) {
         m_server = new QTcpServer(this);
         connect(m_server, &QTcpServer::newConnection, this, &HookSocketServer::accept);
+        m_stallTimer = new QTimer(this);
+        const auto shortest = std::min(m_limits.headTimeout, m_limits.requestTimeout);
+        m_stallTimer->setInterval(
+            std::clamp(shortest / 4, std::chrono::milliseconds(10), std::chrono::milliseconds(250)));
+        connect(m_stallTimer, &QTimer::timeout, this, &HookSocketServer::dropStalled);
     }
     // Only this machine's loopback: the token is then the second wall, not the only one.
     if (!m_server->listen(QHostAddress::LocalHost, 0)) {
@@ -53,7 +61,8 @@ void HookSocketServer::accept() {
         }
         const quint64 id = m_nextID++;
         socket->setParent(this);
-        m_connections.emplace(id, Connection{socket, HookRequestReader{}, Stage::reading, nullptr});
+        m_connections.emplace(id, Connection{socket, HookRequestReader{}, Stage::reading, nullptr,
+                                             std::chrono::steady_clock::now()});
         connect(socket, &QTcpSocket::readyRead, this, [this, id] { readFrom(id); });
         connect(socket, &QTcpSocket::disconnected, this, [this, id] { closed(id); });
         connect(socket, &QTcpSocket::errorOccurred, this, [this, id](QAbstractSocket::SocketError error) {
@@ -61,8 +70,9 @@ void HookSocketServer::accept() {
                 closed(id);
             }
         });
-        QTimer::singleShot(m_limits.headTimeout, socket, [this, id] { dropIfStillReading(id, true); });
-        QTimer::singleShot(m_limits.requestTimeout, socket, [this, id] { dropIfStillReading(id, false); });
+        if (!m_stallTimer->isActive()) {
+            m_stallTimer->start();
+        }
         if (socket->bytesAvailable() > 0) {
             readFrom(id);
         }
@@ -155,15 +165,27 @@ void HookSocketServer::drop(quint64 id) {
     }
 }
 
-void HookSocketServer::dropIfStillReading(quint64 id, bool onlyWithoutHead) {
-    const auto found = m_connections.find(id);
-    if (found == m_connections.end() || found->second.stage != Stage::reading) {
-        return;
+void HookSocketServer::dropStalled() {
+    const auto now = std::chrono::steady_clock::now();
+    std::vector<quint64> overdue;
+    bool reading = false;
+    for (const auto& [id, connection] : m_connections) {
+        if (connection.stage != Stage::reading) {
+            continue;
+        }
+        const auto age = now - connection.acceptedAt;
+        if (age >= m_limits.requestTimeout || (!connection.reader.hasHead() && age >= m_limits.headTimeout)) {
+            overdue.push_back(id);
+        } else {
+            reading = true;
+        }
     }
-    if (onlyWithoutHead && found->second.reader.hasHead()) {
-        return;
+    for (const quint64 id : overdue) {
+        drop(id);
     }
-    drop(id);
+    if (!reading) {
+        m_stallTimer->stop();
+    }
 }
 
 } // namespace tessary

@@ -15,6 +15,7 @@
 
 class QTcpServer;
 class QTcpSocket;
+class QTimer;
 
 namespace tessary {
 
@@ -67,18 +68,21 @@ private:
         HookRequestReader reader;
         Stage stage = Stage::reading;
         std::shared_ptr<HookConnection> handle;
+        std::chrono::steady_clock::time_point acceptedAt;
     };
 
     void accept();
     void readFrom(quint64 id);
     void closed(quint64 id);
     void drop(quint64 id);
-    void dropIfStillReading(quint64 id, bool onlyWithoutHead);
+    // Drops the connections whose request is overdue; one timer for all, running while any is read.
+    void dropStalled();
 
     QObject* m_receiver;
     Deliver m_deliver;
     Limits m_limits;
     QTcpServer* m_server = nullptr;
+    QTimer* m_stallTimer = nullptr;
     std::unordered_map<quint64, Connection> m_connections;
     quint64 m_nextID = 1;
 };

@@ -6,6 +6,18 @@ namespace tessary {
 
 namespace {
 
+// The key of the entry with the earliest time; the map is not empty.
+template <typename T, typename TimeOf>
+QString keyOfOldest(const QHash<QString, T>& map, TimeOf timeOf) {
+    auto oldest = map.cbegin();
+    for (auto it = map.cbegin(); it != map.cend(); ++it) {
+        if (timeOf(it.value()) < timeOf(oldest.value())) {
+            oldest = it;
+        }
+    }
+    return oldest.key();
+}
+
 template <typename T>
 void keepLast(QList<T>& list, qsizetype limit) {
     if (list.size() > limit) {
@@ -178,10 +190,10 @@ void AgentEventStore::end(const QString& sessionID, const QDateTime& at) {
     m_endings.insert(sessionID, at);
     // What is kept of the sessions that ended longest ago goes with their endings.
     while (m_endings.size() > endingLimit) {
-        const auto oldest = std::min_element(m_endings.begin(), m_endings.end());
-        m_sessionAgents.remove(oldest.key());
-        forgetLocked(oldest.key());
-        m_endings.erase(oldest);
+        const QString oldest = keyOfOldest(m_endings, [](const QDateTime& ended) { return ended; });
+        m_sessionAgents.remove(oldest);
+        forgetLocked(oldest);
+        m_endings.remove(oldest);
     }
 }
 
@@ -206,8 +218,7 @@ void AgentEventStore::startTool(const QString& id, const QString& sessionID, con
     const std::lock_guard lock(m_lock);
     m_starts.insert(id, ToolStart{sessionID, tool, summary, fingerprint, at});
     while (m_starts.size() > startLimit) {
-        m_starts.erase(std::min_element(m_starts.begin(), m_starts.end(),
-                                        [](const ToolStart& a, const ToolStart& b) { return a.at < b.at; }));
+        m_starts.remove(keyOfOldest(m_starts, [](const ToolStart& start) { return start.at; }));
     }
 }
 

@@ -49,9 +49,13 @@ std::optional<RateWindow> rateWindow(const QJsonObject& limits, const char* key)
 template <typename Reading>
 void keepLatest(QHash<QString, Reading>& readings, qsizetype limit) {
     while (readings.size() > limit) {
-        auto oldest = std::min_element(readings.begin(), readings.end(),
-                                       [](const Reading& a, const Reading& b) { return a.at < b.at; });
-        readings.erase(oldest);
+        auto oldest = readings.cbegin();
+        for (auto it = readings.cbegin(); it != readings.cend(); ++it) {
+            if (it->at < oldest->at) {
+                oldest = it;
+            }
+        }
+        readings.remove(oldest.key());
     }
 }
 
