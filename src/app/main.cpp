@@ -5,9 +5,11 @@
 #include "core/diagnostics/DiagnosticLog.h"
 #include "core/time/Clock.h"
 #include "platform/loginitem/linux/XdgAutostartLoginItem.h"
+#include "platform/panels/linux/X11PanelWindowTraits.h"
 #include "platform/systemevents/linux/LinuxSystemEventSource.h"
 #include "platform/workspace/linux/ScreenOnlyWorkspaceReader.h"
 #include "services/monitoring/Scheduler.h"
+#include "surfaces/SurfaceEnvironment.h"
 
 #include <QSettings>
 
@@ -34,6 +36,9 @@ int main(int argc, char** argv) {
     const std::unique_ptr<WorkspaceSnapshotReader> workspaceReader = makeLinuxWorkspaceReader(clock);
     LinuxSystemEventSource systemEvents;
 
+    X11PanelWindowTraits panelTraits;
+    std::unique_ptr<AppDelegate> delegate;
+
     AppEnvironment environment;
     environment.defaults = &defaults;
     environment.loginItem = &loginItem;
@@ -41,16 +46,18 @@ int main(int argc, char** argv) {
     environment.scheduler = &scheduler;
     environment.workspaceReader = workspaceReader.get();
     environment.systemEvents = &systemEvents;
-    AppDelegate delegate(environment);
+    environment.makeSurface = makeSurfaceFactory(SurfaceEnvironment{
+        panelTraits, [&delegate] { return delegate ? delegate->localization() : Localization(); }, {}});
+    delegate = std::make_unique<AppDelegate>(environment);
 
     UnixSignals signals_;
     QObject::connect(&signals_, &UnixSignals::terminationRequested, &application,
                      [] { QCoreApplication::quit(); });
-    QObject::connect(&instance, &SingleInstance::activationRequested, &delegate,
-                     [&delegate] { delegate.openSettings(SettingsSection::general); });
-    QObject::connect(&application, &QCoreApplication::aboutToQuit, &delegate,
-                     [&delegate] { delegate.applicationWillTerminate(); });
+    QObject::connect(&instance, &SingleInstance::activationRequested, delegate.get(),
+                     [&delegate] { delegate->openSettings(SettingsSection::general); });
+    QObject::connect(&application, &QCoreApplication::aboutToQuit, delegate.get(),
+                     [&delegate] { delegate->applicationWillTerminate(); });
 
-    delegate.applicationDidFinishLaunching();
+    delegate->applicationDidFinishLaunching();
     return TessaryApplication::exec();
 }
