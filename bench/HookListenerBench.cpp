@@ -133,6 +133,7 @@ LoadResult runClients(quint16 port, const QByteArray& token, int count, int firs
     std::atomic<int> failures{0};
     const auto start = std::chrono::steady_clock::now();
     std::vector<std::thread> threads;
+    threads.reserve(clients);
     for (int c = 0; c < clients; ++c) {
         threads.emplace_back([&, c] {
             for (int i = c; i < count; i += clients) {
@@ -260,7 +261,7 @@ void listenerLoopback(benchmark::State& state) {
     RunningListener running;
     int session = 0;
     std::vector<LoadResult> results;
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         results.push_back(load(*running.listener.port(), running.token, requestsPerRun, session));
         session += requestsPerRun;
     }
@@ -310,7 +311,7 @@ void nginxLoopback(benchmark::State& state) {
         return;
     }
     std::vector<LoadResult> results;
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         results.push_back(load(port, "unused", requestsPerRun, 0));
     }
     report(state, results);
@@ -327,7 +328,7 @@ void tenThousandEventsMemory(benchmark::State& state) {
     load(port, running.token, 2000, 0);
     malloc_trim(0);
     const qint64 before = residentKilobytes();
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         const LoadResult result = load(port, running.token, 10'000, 100'000);
         state.counters["failures"] = result.failures;
     }
@@ -345,7 +346,7 @@ BENCHMARK(tenThousandEventsMemory)->Unit(benchmark::kMillisecond)->Iterations(1)
 // Framing alone: a typical body in the reads curl makes of it.
 void readerFramesTypicalRequest(benchmark::State& state) {
     const QByteArray bytes = request(40123, "0123456789abcdef0123456789abcdef", hookBody(1, 3));
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         HookRequestReader reader;
         auto progress = reader.append(QByteArrayView(bytes).first(200));
         progress = reader.append(QByteArrayView(bytes).sliced(200));
@@ -364,7 +365,7 @@ void routeSessionEvents(benchmark::State& state) {
         auto progress = reader.append(request(1, running.token, hookBody(7, event)));
         requests.push_back(std::get<HookRequestReader::Complete>(progress).request);
     }
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         for (const HookRequest& hook : requests) {
             benchmark::DoNotOptimize(running.listener.handle(hook, nullptr));
         }
