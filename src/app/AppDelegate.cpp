@@ -3,10 +3,13 @@
 #include "app/StatusMenu.h"
 #include "app/TrayIcon.h"
 #include "core/diagnostics/DiagnosticLog.h"
+#include "modules/agents/live/AgentEventStore.h"
 #include "platform/loginitem/LoginItem.h"
+#include "services/hooks/HookListener.h"
 #include "services/workspace/WorkspaceCoordinator.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QSysInfo>
 #include <QSystemTrayIcon>
 
@@ -22,7 +25,11 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
                           return !m_environment.loginItem ||
                                  !m_environment.loginItem->setRegistered(launches).has_value();
                       })
-    , m_positionStore(*m_environment.defaults) {
+    , m_positionStore(*m_environment.defaults)
+    , m_liveAgents(std::make_unique<AgentEventStore>()) {
+    m_hookListener = std::make_unique<HookListener>(
+        *m_liveAgents, *m_environment.clock,
+        m_environment.homeDirectory.isEmpty() ? QDir::homePath() : m_environment.homeDirectory);
     m_workspaceCoordinator = std::make_unique<WorkspaceCoordinator>(WorkspaceCoordinator::Dependencies{
         m_model, m_settingsStore, *m_environment.workspaceReader, m_positionStore, m_bus,
         *m_environment.systemEvents, *m_environment.clock, *m_environment.scheduler,
@@ -67,6 +74,11 @@ void AppDelegate::applicationDidFinishLaunching() {
     // The first refresh happens inside start, before any monitor has data.
     m_workspaceCoordinator->start();
 
+    // Hook events: each batch rings the workspace loop, whose cycle drives the listener's timers.
+    m_hookListener->onUpdate = [this] { m_workspaceCoordinator->moduleDataChanged(); };
+    m_workspaceCoordinator->setOnCycle([this](const QDateTime& now) { m_hookListener->tick(now); });
+    m_hookListener->start();
+
     StatusMenu::Actions actions;
     actions.quit = [] { QCoreApplication::quit(); };
     m_statusMenu = std::make_unique<StatusMenu>(m_model, actions);
@@ -88,6 +100,7 @@ void AppDelegate::applicationWillTerminate() {
     }
     m_running = false;
     DiagnosticLog::info(DiagnosticCategory::app, "terminate");
+    m_hookListener->stop();
     m_workspaceCoordinator->stop();
     if (m_trayIcon) {
         m_trayIcon->hide();

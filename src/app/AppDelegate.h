@@ -17,7 +17,9 @@ class QSystemTrayIcon;
 
 namespace tessary {
 
+class AgentEventStore;
 class Clock;
+class HookListener;
 class LoginItem;
 class Scheduler;
 class StatusMenu;
@@ -38,6 +40,8 @@ struct AppEnvironment {
     SurfaceFactory makeSurface;
     PreferencesMigration::FormerSuiteOpener openFormerSuite = PreferencesMigration::openFormerSuite;
     bool showsTrayIcon = true;
+    // Where the hook files live (~/.tessary); tests give a folder of their own.
+    QString homeDirectory;
 };
 
 // Owns every long-lived object, starts them in a fixed order and stops them in another.
@@ -59,6 +63,8 @@ public:
     [[nodiscard]] SettingsStore& settingsStore() { return m_settingsStore; }
     [[nodiscard]] ModuleEventBus& bus() { return m_bus; }
     [[nodiscard]] WorkspaceCoordinator& workspaceCoordinator() { return *m_workspaceCoordinator; }
+    [[nodiscard]] HookListener& hookListener() { return *m_hookListener; }
+    [[nodiscard]] AgentEventStore& liveAgents() { return *m_liveAgents; }
     [[nodiscard]] const Localization& localization() const { return m_localization; }
     [[nodiscard]] StatusMenu* statusMenu() const { return m_statusMenu.get(); }
     [[nodiscard]] bool isRunning() const { return m_running; }
@@ -77,6 +83,8 @@ private:
     SettingsStore m_settingsStore;
     ModuleEventBus m_bus;
     SurfacePositionStore m_positionStore;
+    std::unique_ptr<AgentEventStore> m_liveAgents;
+    std::unique_ptr<HookListener> m_hookListener;
     std::unique_ptr<WorkspaceCoordinator> m_workspaceCoordinator;
     Localization m_localization;
     bool m_verboseLogging = false;

@@ -2,6 +2,7 @@
 
 // What a detail panel shows, described as data so that no module holds a view.
 
+#include "core/records/ProcessLink.h"
 #include "modulekit/GaugeMetric.h"
 
 #include <QDateTime>
@@ -40,13 +41,6 @@ struct LogSource {
     std::optional<QUrl> file;
     std::optional<QString> container;
     bool operator==(const LogSource&) const = default;
-};
-
-struct ProcessLink {
-    std::int32_t pid = 0;
-    std::int32_t parent = 0;
-    QDateTime startedAt;
-    bool operator==(const ProcessLink&) const = default;
 };
 
 namespace action {

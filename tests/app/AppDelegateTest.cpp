@@ -7,6 +7,7 @@
 #include "services/monitoring/Scheduler.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QMenu>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -93,6 +94,7 @@ std::unique_ptr<AppDelegate> AppDelegateTest::makeDelegate() {
     environment.scheduler = &m_scheduler;
     environment.workspaceReader = &m_reader;
     environment.systemEvents = &m_systemEvents;
+    environment.homeDirectory = m_dir->path();
     return std::make_unique<AppDelegate>(environment);
 }
 
@@ -191,7 +193,11 @@ void AppDelegateTest::workspaceLoopRunsBetweenLaunchAndTerminate() {
     QCOMPARE(delegate->settingsStore().settings().displaySettings(u"DP-1"_s).lastKnownName, u"Dell"_s);
     m_scheduler.advance(0.4);
     QCOMPARE(m_reader.reads, 2);
+    // The hook listener published where it listens, and takes it back when the program ends.
+    const QString endpoint = m_dir->filePath(u".tessary/hook-endpoint"_s);
+    QVERIFY(QFile::exists(endpoint));
     delegate->applicationWillTerminate();
+    QVERIFY(!QFile::exists(endpoint));
     QVERIFY(!delegate->model().isMonitoring());
     m_scheduler.advance(10);
     QCOMPARE(m_reader.reads, 2);

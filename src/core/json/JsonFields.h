@@ -43,7 +43,7 @@ inline std::optional<QStringList> stringList(const QJsonValue& value) {
     QStringList result;
     const QJsonArray array = value.toArray();
     result.reserve(array.size());
-    for (const QJsonValue& element : array) {
+    for (const auto element : array) { // QJsonValueConstRef, cheap to copy
         if (!element.isString()) {
             return std::nullopt;
         }

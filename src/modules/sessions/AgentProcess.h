@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/records/ProcessLink.h"
+
 #include <QDateTime>
 #include <QList>
 #include <QString>
@@ -19,14 +21,6 @@ struct AgentProcess {
     // The agent key ("claude", "codex", "agy") that its executable was recognised by.
     std::optional<QString> agentName;
     bool operator==(const AgentProcess&) const = default;
-};
-
-// A process and its parent, as found below another process.
-struct ProcessLink {
-    qint32 pid = 0;
-    qint32 parent = 0;
-    QDateTime startedAt;
-    bool operator==(const ProcessLink&) const = default;
 };
 
 // The facts of processes that the rules on hooked sessions ask for. The platform gives the real
