@@ -98,11 +98,7 @@ QString withoutSecretWords(const QString& commandLine) {
                 continue;
             }
         }
-        if (isFlagName(part) && isSecretName(part)) {
-            hideNext = true;
-        } else if (isAuthorizationScheme(part)) {
-            hideNext = true;
-        }
+        hideNext = (isFlagName(part) && isSecretName(part)) || isAuthorizationScheme(part);
     }
     return parts.join(QString());
 }

@@ -120,9 +120,9 @@ bool LocalServicesStore::isSurvivor(const QString& id) const {
     return m_survivors.contains(id);
 }
 
-void LocalServicesStore::recordFailure(const QString& id, QString message) {
+void LocalServicesStore::recordFailure(const QString& id, const QString& message) {
     const std::lock_guard lock(m_lock);
-    m_failures.insert(id, std::move(message));
+    m_failures.insert(id, message);
 }
 
 std::optional<QString> LocalServicesStore::failure(const QString& id) const {
@@ -151,9 +151,9 @@ std::optional<QString> LocalServicesStore::serviceName(const QString& key) const
     return it == m_serviceNames.cend() ? std::nullopt : std::optional<QString>(*it);
 }
 
-void LocalServicesStore::setServiceName(const QString& key, QString name) {
+void LocalServicesStore::setServiceName(const QString& key, const QString& name) {
     const std::lock_guard lock(m_lock);
-    m_serviceNames.insert(key, std::move(name));
+    m_serviceNames.insert(key, name);
 }
 
 } // namespace tessary

@@ -51,7 +51,7 @@ public:
     [[nodiscard]] QSet<std::int32_t> stopRequestedPIDs() const;
     void markSurvivor(const QString& id);
     [[nodiscard]] bool isSurvivor(const QString& id) const;
-    void recordFailure(const QString& id, QString message);
+    void recordFailure(const QString& id, const QString& message);
     [[nodiscard]] std::optional<QString> failure(const QString& id) const;
 
     [[nodiscard]] std::vector<LocalServiceChange> activeChanges() const;
@@ -60,7 +60,7 @@ public:
 
     // Names the on-device model gave, by ServiceNaming::key.
     [[nodiscard]] std::optional<QString> serviceName(const QString& key) const;
-    void setServiceName(const QString& key, QString name);
+    void setServiceName(const QString& key, const QString& name);
 
 private:
     IsSessionBusy m_isSessionBusy;

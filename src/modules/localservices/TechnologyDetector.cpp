@@ -80,6 +80,7 @@ std::optional<Technology> fromPackage(const QString& packageJSON) {
     // The name must stand quoted as a key, so "vite" doesn't match "vitest" or a description.
     static const std::vector<QRegularExpression> keys = [] {
         std::vector<QRegularExpression> made;
+        made.reserve(dependencies.size());
         for (const auto& entry : dependencies) {
             made.emplace_back(u"\""_s + QRegularExpression::escape(QString(entry.first)) + u"\"\\s*:"_s);
         }

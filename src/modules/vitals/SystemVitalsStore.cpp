@@ -55,9 +55,9 @@ bool SystemVitalsStore::isSurvivor(const QString& rowID) const {
     return m_survivors.contains(rowID);
 }
 
-void SystemVitalsStore::recordFailure(const QString& rowID, QString message) {
+void SystemVitalsStore::recordFailure(const QString& rowID, const QString& message) {
     const std::lock_guard lock(m_lock);
-    m_failures.insert(rowID, std::move(message));
+    m_failures.insert(rowID, message);
 }
 
 void SystemVitalsStore::clearFailure(const QString& rowID) {

@@ -37,7 +37,7 @@ public:
     // A row whose processes outlived a kill offers the force kill.
     void markSurvivor(const QString& rowID);
     [[nodiscard]] bool isSurvivor(const QString& rowID) const;
-    void recordFailure(const QString& rowID, QString message);
+    void recordFailure(const QString& rowID, const QString& message);
     void clearFailure(const QString& rowID);
     [[nodiscard]] std::optional<QString> failure(const QString& rowID) const;
     // Takes a row off the latest sampling at once, ahead of the next, when its processes are gone.

@@ -45,8 +45,8 @@ QStringList DockerClient::logs(const QString& container) const {
     }
     // A container writes to both streams; interleaving is lost, the last lines of both are kept.
     QStringList lines = QString(outcome->output + outcome->errorOutput).split(u'\n', Qt::SkipEmptyParts);
-    if (lines.size() > logLines * 2) {
-        lines = lines.mid(lines.size() - logLines * 2);
+    if (lines.size() > qsizetype{logLines} * 2) {
+        lines = lines.mid(lines.size() - qsizetype{logLines} * 2);
     }
     return lines;
 }

@@ -59,8 +59,8 @@ ListenerListing ProcListenerSource::listeners() const {
             if (!table) {
                 continue;
             }
-            for (ProcNetParser::ListeningSocket& socket : ProcNetParser::listening(*table)) {
-                sockets.insert(socket.inode, std::move(socket));
+            for (const ProcNetParser::ListeningSocket& socket : ProcNetParser::listening(*table)) {
+                sockets.insert(socket.inode, socket);
             }
         }
     }

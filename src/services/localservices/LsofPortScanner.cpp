@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int probeThreads = 16;
-constexpr qsizetype packageLimit = 512 * 1024;
+constexpr qsizetype packageLimit = qsizetype{512} * 1024;
 
 std::optional<QString> executableAt(std::initializer_list<QString> candidates) {
     for (const QString& candidate : candidates) {
@@ -151,6 +151,7 @@ LocalServicesScan LsofPortScanner::scan(const QDateTime& now, const Cancellation
     }
     const auto& listeners = std::get<std::vector<LsofParser::Listener>>(listing);
     std::vector<std::int32_t> pids;
+    pids.reserve(listeners.size());
     for (const auto& listener : listeners) {
         pids.push_back(listener.pid);
     }
@@ -192,7 +193,7 @@ LocalServicesScan LsofPortScanner::scan(const QDateTime& now, const Cancellation
         }
         aliveKeys.insert(fact.key);
         alivePIDs.insert(pid);
-        facts.insert(pid, std::move(fact));
+        facts.insert(pid, fact);
     }
 
     std::vector<LocalService> services;

@@ -14,7 +14,7 @@ public:
     // A child that hasn't ended at its deadline gets SIGTERM, and SIGKILL this long after.
     static constexpr int killGraceMilliseconds = 1000;
     // Either stream past this size stops the child: no tool this program runs writes that much.
-    static constexpr qsizetype outputLimit = 64 * 1024 * 1024;
+    static constexpr qsizetype outputLimit = qsizetype{64} * 1024 * 1024;
 
     Shell() = default;
 

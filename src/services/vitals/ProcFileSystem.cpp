@@ -120,7 +120,7 @@ std::optional<QString> ProcFileSystem::directory(std::int32_t pid) const {
 }
 
 std::vector<QString> ProcFileSystem::commandLine(std::int32_t pid) const {
-    const auto text = read(pidPath(pid, "cmdline"), 64 * 1024);
+    const auto text = read(pidPath(pid, "cmdline"), qsizetype{64} * 1024);
     return text ? ProcParser::commandLine(*text) : std::vector<QString>{};
 }
 
