@@ -2,9 +2,14 @@
 
 #include "modules/agents/hooks/SessionHookStore.h"
 #include "modules/agents/live/AgentLiveState.h"
+#include "modules/agents/live/BackgroundAgentState.h"
+#include "modules/agents/live/ClaudeAgentList.h"
 #include "modules/agents/live/ClaudeStatusLineStore.h"
+#include "modules/agents/live/LiveStatePrecedence.h"
 #include "modules/agents/permissions/HeldRequestRelease.h"
 #include "modules/agents/permissions/PendingPermission.h"
+#include "modules/sessions/AgentProcess.h"
+#include "modules/sessions/AgentSession.h"
 
 #include <QDateTime>
 #include <QHash>
@@ -120,8 +125,44 @@ public:
     // Held requests first, in order, then those on show without a hold, oldest first; of one agent.
     [[nodiscard]] QList<PendingPermission> pendingPermissions(const QString& agent) const;
 
+    // Claude Code's own agent list (the operations below are in AgentEventStoreOfficial.cpp).
+
+    // A reading of the list, or none when it couldn't be read. A reading turns the listed sessions
+    // into official states and the background agents into their states, the first reading only as a
+    // baseline. Without one, the official states are switched off (kept for the next reading) and
+    // the hooks stand alone. True when what the list says changed.
+    bool noteAgentList(const std::optional<ClaudeAgentList::Reading>& reading, const QDateTime& at);
+    // The official states while a list is in force, else none.
+    [[nodiscard]] QHash<QString, OfficialSessionState> officialSessionStates() const;
+    // The pid of each listed session that has one.
+    [[nodiscard]] QHash<QString, qint32> officialPIDs() const;
+    [[nodiscard]] QHash<QString, BackgroundAgentState> backgroundAgentStates() const;
+    // The background agents of the list in force.
+    [[nodiscard]] QList<ClaudeAgentList::BackgroundAgent> listedBackgroundAgents() const;
+    [[nodiscard]] std::optional<ClaudeAgentList::Reading> agentListReading() const;
+
+    // The last scan of the process table, and when it was made.
+    struct ProcessScan {
+        QDateTime at;
+        QList<AgentProcess> processes;
+        bool operator==(const ProcessScan&) const = default;
+    };
+    // Which process runs each session (session id to pid), from the list's pids, the pids the hooks
+    // reported and, lacking both, the one agent process in the session's folder. The process table
+    // is scanned through `scanner` at most once a second however many callers ask; the scan runs
+    // under the lock so that callers at one moment share it.
+    QHash<QString, qint32> processes(const QList<AgentSession>& sessions, const AgentProcessScanning& scanner,
+                                     const QDateTime& now);
+    // The same with a scan made by the caller, which is kept for the callers after it.
+    QHash<QString, qint32> processes(const QList<AgentSession>& sessions, const QList<AgentProcess>& among,
+                                     const AgentProcessScanning& scanner, const QDateTime& now);
+    [[nodiscard]] std::optional<ProcessScan> lastProcessScan() const;
+
 private:
     [[nodiscard]] QString agentLocked(const QString& sessionID) const;
+    [[nodiscard]] QHash<QString, qint32> officialPIDsLocked() const;
+    QHash<QString, qint32> locate(const QList<AgentSession>& sessions, const AgentProcessScanning& scanner,
+                                  std::unique_lock<std::mutex>& lock);
     void resumeTurnLocked(const QString& sessionID, const QDateTime& at);
     void forgetLocked(const QString& sessionID);
     void capUnheldLocked(const QString& sessionID);
@@ -141,6 +182,11 @@ private:
     QHash<QString, QString> m_projects;
     QHash<QString, QString> m_sessionAgents;
     QList<PermissionAsk> m_asks;
+    std::optional<ProcessScan> m_scan;
+    std::optional<ClaudeAgentList::Reading> m_agentList;
+    QHash<QString, OfficialSessionState> m_officialStates;
+    QHash<QString, BackgroundAgentState> m_backgroundStates;
+    bool m_hasReadAgentList = false;
 
     SessionHookStore m_sessionHooks;
     ClaudeStatusLineStore m_statusLines;

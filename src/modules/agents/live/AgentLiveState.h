@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/records/EnumText.h"
+#include "modules/agents/live/ClaudeAgentList.h"
 #include "modules/agents/permissions/ToolCallFingerprint.h"
 
 #include <QDateTime>
@@ -31,6 +32,8 @@ struct AgentLiveState {
     std::optional<QString> tool;
     std::optional<QString> failure;
     QDateTime since;
+    // What a blocked session waits for, when Claude Code's agent list says so.
+    std::optional<ClaudeAgentList::WaitingFor> waitingFor;
     bool operator==(const AgentLiveState&) const = default;
 };
 

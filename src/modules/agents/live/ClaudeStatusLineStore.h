@@ -1,5 +1,7 @@
 #pragma once
 
+#include "modules/sessions/ClaudeSubagentTask.h"
+
 #include <QDateTime>
 #include <QHash>
 #include <QJsonObject>
@@ -37,16 +39,7 @@ struct ClaudeStatusLineReading {
 
 // The rows of the subagent status line: the subagents that the session's panel shows.
 struct ClaudeSubagentStatusReading {
-    struct Task {
-        QString id;
-        std::optional<QString> name;
-        std::optional<QString> type;
-        std::optional<QString> status;
-        std::optional<QString> model;
-        std::optional<qint64> tokenCount;
-        std::optional<qint64> contextWindowSize;
-        bool operator==(const Task&) const = default;
-    };
+    using Task = ClaudeSubagentTask;
     QString sessionID;
     QList<Task> tasks;
     QDateTime at;

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "core/records/EnumText.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QString>
+
+#include <array>
+#include <optional>
+#include <utility>
+
+namespace tessary {
+
+// What Claude Code itself reports of its sessions and background agents ("claude agents --json").
+struct ClaudeAgentList {
+    enum class Status { busy, waiting, idle, unknown };
+    enum class WaitingFor { permission, input, sandbox, worker, dialog, unknown };
+
+    // An interactive session.
+    struct Session {
+        QString sessionID;
+        std::optional<qint32> pid;
+        std::optional<QString> directory;
+        std::optional<QString> name;
+        std::optional<QDateTime> startedAt;
+        std::optional<Status> status;
+        std::optional<WaitingFor> waitingFor;
+        bool operator==(const Session&) const = default;
+    };
+
+    struct BackgroundAgent {
+        enum class State { working, blocked, done, failed, stopped, unknown };
+
+        std::optional<QString> id;
+        QString sessionID;
+        std::optional<QString> directory;
+        std::optional<QString> name;
+        std::optional<QDateTime> startedAt;
+        std::optional<State> state;
+        // What a blocked agent waits for, from its job's state file.
+        std::optional<QString> needs;
+        bool operator==(const BackgroundAgent&) const = default;
+
+        // The key of the agent among the others: its id, else its session's.
+        [[nodiscard]] QString key() const { return id.value_or(sessionID); }
+    };
+
+    // One reading of the list, and when it was made.
+    struct Reading;
+
+    QList<Session> sessions;
+    QList<BackgroundAgent> background;
+    bool operator==(const ClaudeAgentList&) const = default;
+};
+
+struct ClaudeAgentList::Reading {
+    ClaudeAgentList list;
+    QDateTime readAt;
+    bool operator==(const Reading&) const = default;
+};
+
+template <>
+struct EnumTable<ClaudeAgentList::Status> {
+    static constexpr std::array<std::pair<ClaudeAgentList::Status, const char*>, 4> cases{{
+        {ClaudeAgentList::Status::busy, "busy"},
+        {ClaudeAgentList::Status::waiting, "waiting"},
+        {ClaudeAgentList::Status::idle, "idle"},
+        {ClaudeAgentList::Status::unknown, "unknown"},
+    }};
+};
+
+template <>
+struct EnumTable<ClaudeAgentList::WaitingFor> {
+    static constexpr std::array<std::pair<ClaudeAgentList::WaitingFor, const char*>, 6> cases{{
+        {ClaudeAgentList::WaitingFor::permission, "permission"},
+        {ClaudeAgentList::WaitingFor::input, "input"},
+        {ClaudeAgentList::WaitingFor::sandbox, "sandbox"},
+        {ClaudeAgentList::WaitingFor::worker, "worker"},
+        {ClaudeAgentList::WaitingFor::dialog, "dialog"},
+        {ClaudeAgentList::WaitingFor::unknown, "unknown"},
+    }};
+};
+
+template <>
+struct EnumTable<ClaudeAgentList::BackgroundAgent::State> {
+    using State = ClaudeAgentList::BackgroundAgent::State;
+    static constexpr std::array<std::pair<State, const char*>, 6> cases{{
+        {State::working, "working"},
+        {State::blocked, "blocked"},
+        {State::done, "done"},
+        {State::failed, "failed"},
+        {State::stopped, "stopped"},
+        {State::unknown, "unknown"},
+    }};
+};
+
+} // namespace tessary
