@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 
 #include "app/StatusMenu.h"
+#include "app/SystemWidgets.h"
 #include "app/TrayIcon.h"
 #include "core/diagnostics/DiagnosticLog.h"
 #include "modules/agents/live/AgentEventStore.h"
@@ -73,6 +74,9 @@ void AppDelegate::applicationDidFinishLaunching() {
 
     // The first refresh happens inside start, before any monitor has data.
     m_workspaceCoordinator->start();
+    if (m_systemWidgets) {
+        m_systemWidgets->start();
+    }
 
     // Hook events: each batch rings the workspace loop, whose cycle drives the listener's timers.
     m_hookListener->onUpdate = [this] { m_workspaceCoordinator->moduleDataChanged(); };
@@ -100,6 +104,9 @@ void AppDelegate::applicationWillTerminate() {
     }
     m_running = false;
     DiagnosticLog::info(DiagnosticCategory::app, "terminate");
+    if (m_systemWidgets) {
+        m_systemWidgets->stop();
+    }
     m_hookListener->stop();
     m_workspaceCoordinator->stop();
     if (m_trayIcon) {

@@ -23,6 +23,7 @@ class HookListener;
 class LoginItem;
 class Scheduler;
 class StatusMenu;
+class SystemWidgets;
 class SystemEventSource;
 class WorkspaceCoordinator;
 class WorkspaceSnapshotReader;
@@ -42,6 +43,8 @@ struct AppEnvironment {
     bool showsTrayIcon = true;
     // Where the hook files live (~/.tessary); tests give a folder of their own.
     QString homeDirectory;
+    // Local servers, CPU and memory; off in tests that drive the loop alone.
+    bool runsSystemWidgets = true;
 };
 
 // Owns every long-lived object, starts them in a fixed order and stops them in another.
@@ -86,6 +89,7 @@ private:
     std::unique_ptr<AgentEventStore> m_liveAgents;
     std::unique_ptr<HookListener> m_hookListener;
     std::unique_ptr<WorkspaceCoordinator> m_workspaceCoordinator;
+    std::unique_ptr<SystemWidgets> m_systemWidgets;
     Localization m_localization;
     bool m_verboseLogging = false;
     bool m_running = false;

@@ -95,6 +95,7 @@ std::unique_ptr<AppDelegate> AppDelegateTest::makeDelegate() {
     environment.workspaceReader = &m_reader;
     environment.systemEvents = &m_systemEvents;
     environment.homeDirectory = m_dir->path();
+    environment.runsSystemWidgets = false;
     return std::make_unique<AppDelegate>(environment);
 }
 

@@ -67,11 +67,13 @@ void OnboardingSwitch::paintEvent(QPaintEvent* /*event*/) {
         on.setAlphaF(0.4);
         off.setAlphaF(0.4);
     }
+    // The track's colour slides from off to on with the knob.
+    const auto mix = [this](float from, float to) {
+        return from + (to - from) * static_cast<float>(m_position);
+    };
     QColor fill;
-    fill.setRgbF(off.redF() + (on.redF() - off.redF()) * m_position,
-                 off.greenF() + (on.greenF() - off.greenF()) * m_position,
-                 off.blueF() + (on.blueF() - off.blueF()) * m_position,
-                 off.alphaF() + (on.alphaF() - off.alphaF()) * m_position);
+    fill.setRgbF(mix(off.redF(), on.redF()), mix(off.greenF(), on.greenF()), mix(off.blueF(), on.blueF()),
+                 mix(off.alphaF(), on.alphaF()));
     painter.setPen(Qt::NoPen);
     painter.setBrush(fill);
     painter.drawRoundedRect(track, radius, radius);
