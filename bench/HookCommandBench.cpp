@@ -13,7 +13,7 @@
 #include <atomic>
 #include <benchmark/benchmark.h>
 #include <csignal>
-#include <cstring>
+#include <cstdlib>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <optional>
@@ -24,8 +24,6 @@
 #include <thread>
 #include <unistd.h>
 #include <vector>
-
-extern char** environ;
 
 namespace {
 
@@ -48,8 +46,10 @@ public:
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ::bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address);
-        ::listen(m_socket, 64);
+        if (::bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+            ::listen(m_socket, 64) != 0) {
+            std::abort();
+        }
         socklen_t length = sizeof address;
         ::getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &length);
         m_port = ntohs(address.sin_port);
@@ -133,6 +133,7 @@ int runHook(const std::string& command, const std::string& home) {
     posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
     std::vector<std::string> environment{"HOME=" + home, "PATH=/usr/local/bin:/usr/bin:/bin"};
     std::vector<char*> envp;
+    envp.reserve(environment.size() + 1);
     for (std::string& entry : environment) {
         envp.push_back(entry.data());
     }
@@ -159,7 +160,7 @@ int runHook(const std::string& command, const std::string& home) {
 
 void runCommand(benchmark::State& state, const std::string& command, const Home& home) {
     const std::string homePath = home.folder.path().toStdString();
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         if (runHook(command, homePath) != 0) {
             state.SkipWithError("the hook command did not exit 0");
             return;

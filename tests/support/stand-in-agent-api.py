@@ -6,7 +6,6 @@ their hooks. Prints the port on standard output and serves until killed.
   stand-in-agent-api.py claude tools    tasks (when offered), commands that work, change the folder, fail
                                         and need a permission, a subagent, then an answer
   stand-in-agent-api.py claude answer   an answer at once
-  stand-in-agent-api.py claude overload the first model is overloaded; any other model answers
   stand-in-agent-api.py claude rate-limit  every request is refused for the rate limit
   stand-in-agent-api.py codex tools     a command, a command that asks to leave the sandbox, an answer
   stand-in-agent-api.py codex answer    an answer at once
@@ -25,7 +24,6 @@ AGENT = sys.argv[1] if len(sys.argv) > 1 else "claude"
 SCENARIO = sys.argv[2] if len(sys.argv) > 2 else "answer"
 SUBAGENT_MARKER = "STAND-IN-SUBAGENT"
 ANSWER = "All steps are done."
-FIRST_MODEL = []
 FULL_CONTEXT_REPORTED = []
 
 
@@ -147,13 +145,6 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.send_json(429, {"type": "error", "error": {"type": "rate_limit_error", "message": "slow down"}},
                            [("x-should-retry", "false")])
             return
-        if SCENARIO == "overload" and body.get("tools"):
-            if not FIRST_MODEL:
-                FIRST_MODEL.append(model)
-            if model == FIRST_MODEL[0]:
-                self.send_json(529, {"type": "error", "error": {"type": "overloaded_error", "message": "busy"}},
-                               [("x-should-retry", "false")])
-                return
         blocks = claude_reply(body)
         stop_reason = "tool_use" if any(b[0] == "tool_use" for b in blocks) else "end_turn"
         if not body.get("stream"):

@@ -20,8 +20,10 @@ bool hasCurrentMarker(const QJsonValue& entry) {
 
 // Some group under the event holds an entry of the current version.
 bool eventHoldsCurrentEntry(const QJsonValue& groups) {
-    for (const QJsonValue& group : groups.toArray()) {
-        for (const QJsonValue& entry : group.toObject().value(hooksKey).toArray()) {
+    const QJsonArray groupList = groups.toArray();
+    for (const auto& group : groupList) {
+        const QJsonArray entries = group.toObject().value(hooksKey).toArray();
+        for (const auto& entry : entries) {
             if (entry.isObject() && hasCurrentMarker(entry)) {
                 return true;
             }
@@ -76,7 +78,8 @@ std::optional<QJsonObject> removingProgramEntries(const QJsonObject& root, const
         }
         QJsonArray keptGroups;
         int removedHere = 0;
-        for (const QJsonValue& group : groupsValue.toArray()) {
+        const QJsonArray groupList = groupsValue.toArray();
+        for (const auto& group : groupList) {
             const QJsonValue entriesValue = group.toObject().value(hooksKey);
             if (!group.isObject() || !entriesValue.isArray()) {
                 keptGroups.append(group);
@@ -84,7 +87,8 @@ std::optional<QJsonObject> removingProgramEntries(const QJsonObject& root, const
             }
             QJsonArray keptEntries;
             int removedInGroup = 0;
-            for (const QJsonValue& entry : entriesValue.toArray()) {
+            const QJsonArray entries = entriesValue.toArray();
+            for (const auto& entry : entries) {
                 if (entry.isObject() && isProgramEntry(entry)) {
                     ++removedInGroup;
                 } else {

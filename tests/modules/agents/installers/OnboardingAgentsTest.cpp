@@ -28,7 +28,7 @@ struct Machine {
     QString home = dir.filePath(u"home"_s);
     QSettings defaults{dir.filePath(u"Tessary.conf"_s), QSettings::IniFormat};
 
-    void install(const QString& folder) { QVERIFY(QDir().mkpath(home + u'/' + folder)); }
+    void install(const QString& folder) const { QVERIFY(QDir().mkpath(home + u'/' + folder)); }
     QList<AgentOffer> offers() {
         return OnboardingAgents::offers(OnboardingAgents::defaultCandidates(home, &defaults, Localization()));
     }
