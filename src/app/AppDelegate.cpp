@@ -35,6 +35,12 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
         m_model, m_settingsStore, *m_environment.workspaceReader, m_positionStore, m_bus,
         *m_environment.systemEvents, *m_environment.clock, *m_environment.scheduler,
         m_environment.makeSurface});
+    if (m_environment.runsSystemWidgets) {
+        m_systemWidgets =
+            std::make_unique<SystemWidgets>(*m_environment.clock, *m_environment.scheduler,
+                                            [this] { m_workspaceCoordinator->moduleDataChanged(); });
+        m_systemWidgets->registerModules(m_bus);
+    }
 }
 
 AppDelegate::~AppDelegate() {
@@ -104,6 +110,9 @@ void AppDelegate::applicationWillTerminate() {
     }
     m_running = false;
     DiagnosticLog::info(DiagnosticCategory::app, "terminate");
+    if (m_systemWidgets) {
+        m_systemWidgets->stop();
+    }
     if (m_systemWidgets) {
         m_systemWidgets->stop();
     }
