@@ -74,7 +74,14 @@ private:
             return;
         }
         const QJsonObject body = QJsonDocument::fromJson(buffer.mid(end + 4, length)).object();
+        const bool isHook = buffer.startsWith("POST /event HTTP/1.1\r\n");
         m_buffers.remove(socket);
+        if (!isHook) {
+            // Another program on this machine probing loopback ports: not a hook.
+            socket->write("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
+            socket->disconnectFromHost();
+            return;
+        }
         const QString event = body.value(u"hook_event_name"_s).toString();
         deliveries.append({scenario, event, headers, body});
         QFile events(m_eventsFile);
