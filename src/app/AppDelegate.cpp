@@ -3,7 +3,11 @@
 #include "app/StatusMenu.h"
 #include "app/SystemWidgets.h"
 #include "app/TrayIcon.h"
+#include "app/onboarding/OnboardingWindow.h"
 #include "core/diagnostics/DiagnosticLog.h"
+#include "modules/agents/installers/AgentHookInstaller.h"
+#include "modules/agents/installers/OnboardingAgents.h"
+#include "modules/agents/installers/OnboardingGate.h"
 #include "modules/agents/live/AgentEventStore.h"
 #include "platform/loginitem/LoginItem.h"
 #include "services/hooks/HookListener.h"
@@ -11,8 +15,10 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QPointer>
 #include <QSysInfo>
 #include <QSystemTrayIcon>
+#include <QTimer>
 
 namespace tessary {
 
@@ -84,6 +90,8 @@ void AppDelegate::applicationDidFinishLaunching() {
         m_systemWidgets->start();
     }
 
+    runOnboardingGate();
+
     // Hook events: each batch rings the workspace loop, whose cycle drives the listener's timers.
     m_hookListener->onUpdate = [this] { m_workspaceCoordinator->moduleDataChanged(); };
     m_workspaceCoordinator->setOnCycle([this](const QDateTime& now) { m_hookListener->tick(now); });
@@ -132,6 +140,45 @@ void AppDelegate::openSettings(SettingsSection section) {
         m_trayIcon->showMessage(u"Tessary"_s, m_localization.text(u"Tessary is running"_s),
                                 QSystemTrayIcon::Information, 3000);
     }
+}
+
+void AppDelegate::runOnboardingGate() {
+    QSettings& defaults = *m_environment.defaults;
+    const QString home =
+        m_environment.homeDirectory.isEmpty() ? QDir::homePath() : m_environment.homeDirectory;
+    if (!OnboardingGate::shouldShow(defaults)) {
+        AgentHookInstaller::claude(home, &defaults).connectIfPossible();
+        AgentHookInstaller::codex(home, &defaults).connectIfPossible();
+        return;
+    }
+    const QList<AgentOffer> offers =
+        OnboardingAgents::offers(OnboardingAgents::defaultCandidates(home, &defaults, m_localization));
+    m_onboarding = std::make_unique<OnboardingWindow>(offers, m_settingsStore.settings().launchesAtLogin,
+                                                      m_localization);
+    QPointer<AppDelegate> self(this);
+    // The window is freed on a later turn of the loop: its callbacks run from inside it.
+    const auto dismiss = [self] {
+        QTimer::singleShot(0, self, [self] {
+            if (self) {
+                self->m_onboarding.reset();
+            }
+        });
+    };
+    m_onboarding->onStart = [self, offers, dismiss](const QMap<QString, bool>& agents, bool launchAtLogin) {
+        if (!self) {
+            return;
+        }
+        TessarySettings next = self->m_settingsStore.settings();
+        next.launchesAtLogin = launchAtLogin;
+        self->m_settingsStore.setSettings(next);
+        OnboardingAgents::apply(agents, offers);
+        OnboardingGate::markCompleted(*self->m_environment.defaults);
+        self->m_workspaceCoordinator->refresh(false);
+        dismiss();
+    };
+    m_onboarding->onLater = [dismiss] { dismiss(); };
+    m_onboarding->show();
+    m_onboarding->raise();
 }
 
 void AppDelegate::observeSettings() {

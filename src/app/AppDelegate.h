@@ -22,6 +22,7 @@ class Clock;
 class HookListener;
 class LoginItem;
 class Scheduler;
+class OnboardingWindow;
 class StatusMenu;
 class SystemWidgets;
 class SystemEventSource;
@@ -79,6 +80,8 @@ signals:
 
 private:
     void observeSettings();
+    // Shows the first-run window, or connects the agents whose hooks the user has not declined.
+    void runOnboardingGate();
     void applySettings(const TessarySettings& settings);
 
     AppEnvironment m_environment;
@@ -90,6 +93,7 @@ private:
     std::unique_ptr<HookListener> m_hookListener;
     std::unique_ptr<WorkspaceCoordinator> m_workspaceCoordinator;
     std::unique_ptr<SystemWidgets> m_systemWidgets;
+    std::unique_ptr<OnboardingWindow> m_onboarding;
     Localization m_localization;
     bool m_verboseLogging = false;
     bool m_running = false;
