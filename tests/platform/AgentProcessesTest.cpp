@@ -316,6 +316,7 @@ void AgentProcessesTest::scanIsCachedForOneSecond() {
     // Many readers at one moment make one scan.
     clock.advance(120);
     std::vector<std::thread> readers;
+    readers.reserve(8);
     for (int i = 0; i < 8; ++i) {
         readers.emplace_back([&] { (void)processes.live({u"codex"_s}); });
     }
@@ -369,7 +370,7 @@ void AgentProcessesTest::damagedAndVanishingEntries() {
     // Found by its path, with its folder and start: boot plus 12.5 seconds.
     proc.link(u"10/exe"_s, u"/home/u/.local/share/claude/versions/2.1.39"_s);
     proc.link(u"10/cwd"_s, u"/work/a"_s);
-    proc.stat(10, 'S', static_cast<qint64>(12.5 * ::sysconf(_SC_CLK_TCK)));
+    proc.stat(10, 'S', static_cast<qint64>(12.5 * static_cast<double>(::sysconf(_SC_CLK_TCK))));
     // Ended between the listing and the reading of its state.
     proc.link(u"11/exe"_s, u"/opt/claude/claude"_s);
     // Its folder can't be read: kept, without one.

@@ -93,7 +93,7 @@ QString AgentSession::contextDetail(const Localization& localization) const {
 QString AgentSession::contextDetail(qint64 tokens, std::optional<qint64> window,
                                     const Localization& localization) {
     const QLocale locale = localization.locale();
-    const QString used = CompactNumber::detailed(tokens, locale);
+    QString used = CompactNumber::detailed(tokens, locale);
     if (!window || *window <= 0) {
         return used;
     }

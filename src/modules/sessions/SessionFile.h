@@ -58,8 +58,9 @@ bool scanBackward(const QString& path, const QString& needle, qint64 maximumByte
                   const std::function<bool(const QString& line)>& accept);
 // The same with chunks of `chunk` bytes, so that tests and the fuzzer can put chunk boundaries
 // anywhere in a small file.
-bool scanBackwardInChunks(const QString& path, const QString& needle, qint64 maximumBytes, qint64 maximumLineBytes,
-                          qint64 chunk, const std::function<bool(const QString& line)>& accept);
+bool scanBackwardInChunks(const QString& path, const QString& needle, qint64 maximumBytes,
+                          qint64 maximumLineBytes, qint64 chunk,
+                          const std::function<bool(const QString& line)>& accept);
 
 // The newest line holding `needle` for which `transform` gives a value (a std::optional), and that
 // value; see scanBackward for the bounds.

@@ -201,7 +201,8 @@ void AgentEventStoreOfficialTest::readersOnOtherThreads() {
     for (int round = 0; round < 2000; ++round) {
         const auto states = store.officialSessionStates();
         QVERIFY(states.size() <= 1);
-        const auto placed = store.processes({session(u"s"_s, u"/a"_s)}, scanner, t0.addSecs(round * 2));
+        const auto placed =
+            store.processes({session(u"s"_s, u"/a"_s)}, scanner, t0.addSecs(qint64{round} * 2));
         QVERIFY(placed.value(u"s"_s) == 10);
     }
     stop = true;

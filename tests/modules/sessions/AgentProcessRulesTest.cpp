@@ -18,7 +18,7 @@ const QDateTime base = QDateTime(QDate(2026, 3, 1), QTime(10, 0), Qt::UTC);
 
 AgentProcess process(qint32 pid, const std::optional<QString>& directory, int startMinute = 0,
                      const QString& agent = u"claude"_s) {
-    return {pid, directory, base.addSecs(startMinute * 60), agent};
+    return {pid, directory, base.addSecs(qint64{startMinute} * 60), agent};
 }
 
 AgentSession session(const QString& id, const std::optional<QString>& directory, int lastMinute = 60,
@@ -26,7 +26,7 @@ AgentSession session(const QString& id, const std::optional<QString>& directory,
     AgentSession made;
     made.id = id;
     made.directory = directory;
-    made.lastActivity = base.addSecs(lastMinute * 60);
+    made.lastActivity = base.addSecs(qint64{lastMinute} * 60);
     made.agentName = agent;
     return made;
 }

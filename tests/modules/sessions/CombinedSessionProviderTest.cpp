@@ -18,7 +18,7 @@ AgentSession session(const QString& id, int minute, const QString& project = u"p
     AgentSession made;
     made.id = id;
     made.project = project;
-    made.lastActivity = base.addSecs(minute * 60);
+    made.lastActivity = base.addSecs(qint64{minute} * 60);
     return made;
 }
 

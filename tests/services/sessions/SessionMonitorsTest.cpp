@@ -17,7 +17,7 @@ AgentSession session(const QString& id, int minute) {
     AgentSession made;
     made.id = id;
     made.project = u"p"_s;
-    made.lastActivity = QDateTime(QDate(2026, 3, 1), QTime(12, 0), Qt::UTC).addSecs(minute * 60);
+    made.lastActivity = QDateTime(QDate(2026, 3, 1), QTime(12, 0), Qt::UTC).addSecs(qint64{minute} * 60);
     return made;
 }
 

@@ -25,9 +25,9 @@ public:
         bool isAlive = true;
     };
 
-    void add(Process process) {
+    void add(const Process& process) {
         const std::lock_guard lock(m_lock);
-        m_processes.insert(process.pid, std::move(process));
+        m_processes.insert(process.pid, process);
     }
     void remove(qint32 pid) {
         const std::lock_guard lock(m_lock);
