@@ -1,5 +1,5 @@
 # Two commands do everything on a fresh Debian/Ubuntu machine: `make run` and `make test`.
-.PHONY: run test build deps bench format lint fuzz clean
+.PHONY: run test test-agents build deps bench format lint fuzz clean
 
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
@@ -17,6 +17,13 @@ test: deps
 	cmake --preset asan
 	cmake --build --preset asan -j $(JOBS)
 	ctest --preset asan
+
+# The real agents (Claude Code, Codex) from the npm registry, run offline against a stand-in model
+# API; minutes long and dependent on the registry, so kept out of `make test`.
+test-agents: deps
+	cmake --preset asan
+	cmake --build --preset asan -j $(JOBS)
+	ctest --preset agents
 
 bench: deps
 	cmake --preset bench
