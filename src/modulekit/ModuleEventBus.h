@@ -16,7 +16,9 @@ public:
     // Appends; a module whose id is already registered is dropped and the first keeps its place.
     bool registerModule(std::shared_ptr<CorvaneModule> module);
 
-    [[nodiscard]] const std::vector<std::shared_ptr<CorvaneModule>>& registeredModules() const { return m_modules; }
+    [[nodiscard]] const std::vector<std::shared_ptr<CorvaneModule>>& registeredModules() const {
+        return m_modules;
+    }
     [[nodiscard]] QStringList registeredModuleIDs() const;
 
     // The context's own configuration is ignored: each module gets its entry of `configurations`.

@@ -19,11 +19,12 @@ void LocalizationTest::translates_data() {
     QTest::addColumn<int>("language");
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("english is the key") << int(AppLanguage::english) << u"Quit Tessary"_s << u"Quit Tessary"_s;
+    QTest::newRow("english is the key")
+        << int(AppLanguage::english) << u"Quit Tessary"_s << u"Quit Tessary"_s;
     QTest::newRow("spanish") << int(AppLanguage::spanish) << u"Quit Tessary"_s << u"Salir de Tessary"_s;
     QTest::newRow("portuguese") << int(AppLanguage::portuguese) << u"Quit Tessary"_s << u"Sair do Tessary"_s;
-    QTest::newRow("missing key falls back to english") << int(AppLanguage::spanish) << u"No such text"_s
-                                                       << u"No such text"_s;
+    QTest::newRow("missing key falls back to english")
+        << int(AppLanguage::spanish) << u"No such text"_s << u"No such text"_s;
 }
 
 void LocalizationTest::translates() {
@@ -54,7 +55,8 @@ void LocalizationTest::percentFollowsTheLanguage() {
 }
 
 void LocalizationTest::chosenLanguageWinsOverTheSystem() {
-    QCOMPARE(Localization::forSetting(AppLanguage::spanish, QLocale(u"pt_BR"_s)).language(), AppLanguage::spanish);
+    QCOMPARE(Localization::forSetting(AppLanguage::spanish, QLocale(u"pt_BR"_s)).language(),
+             AppLanguage::spanish);
     QCOMPARE(Localization::forSetting(std::nullopt, QLocale(u"pt_BR"_s)).language(), AppLanguage::portuguese);
     QCOMPARE(Localization::forSetting(std::nullopt, QLocale(u"ja_JP"_s)).language(), AppLanguage::english);
 }

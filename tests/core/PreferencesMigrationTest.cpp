@@ -1,4 +1,5 @@
 #include "core/settings/PreferencesMigration.h"
+
 #include "core/settings/SettingsStore.h"
 
 #include <QTemporaryDir>
@@ -39,7 +40,8 @@ void PreferencesMigrationTest::copiesMissingKeysAndKeepsExistingOnes() {
     f.standard.setValue(u"corvane.surface-positions.v2"_s, QByteArray(R"({"new":{}})"));
 
     QVERIFY(PreferencesMigration::run(f.standard, f.opener()));
-    QCOMPARE(f.standard.value(u"corvane.settings.v1"_s).toByteArray(), QByteArray(R"({"bubbleSize":"small"})"));
+    QCOMPARE(f.standard.value(u"corvane.settings.v1"_s).toByteArray(),
+             QByteArray(R"({"bubbleSize":"small"})"));
     QCOMPARE(f.standard.value(u"corvane.hooks.declined"_s).toBool(), true);
     QCOMPARE(f.standard.value(u"corvane.surface-positions.v2"_s).toByteArray(), QByteArray(R"({"new":{}})"));
     QVERIFY(!f.standard.contains(u"unrelated.key"_s));

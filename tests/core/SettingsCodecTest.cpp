@@ -37,7 +37,8 @@ TessarySettings everythingChanged() {
     s.reducesMotion = true;
     s.questionSound = AlertSound::sosumi;
     s.language = AppLanguage::portuguese;
-    s.displays.insert(u"DP-2"_s, DisplaySettings{u"Dell U2720Q"_s, {u"cpu"_s}, DisplaySettings::Visibility::always});
+    s.displays.insert(u"DP-2"_s,
+                      DisplaySettings{u"Dell U2720Q"_s, {u"cpu"_s}, DisplaySettings::Visibility::always});
     s.widgets.insert(u"github"_s, WidgetSettings{false, {{u"scope"_s, u"mine"_s}}});
     s.notch.smartOrdering = false;
     s.notch.tabOrder = {u"code"_s, u"agents"_s};
@@ -64,7 +65,8 @@ void SettingsCodecTest::roundTripKeepsEveryField() {
     const TessarySettings original = everythingChanged();
     QCOMPARE(SettingsCodec::decode(SettingsCodec::encode(original)), original);
     // Encoding is stable, so an unchanged value writes the same bytes.
-    QCOMPARE(SettingsCodec::encode(original), SettingsCodec::encode(SettingsCodec::decode(SettingsCodec::encode(original))));
+    QCOMPARE(SettingsCodec::encode(original),
+             SettingsCodec::encode(SettingsCodec::decode(SettingsCodec::encode(original))));
 }
 
 void SettingsCodecTest::damagedBlobLosesOnlyTheBadField_data() {
@@ -73,8 +75,10 @@ void SettingsCodecTest::damagedBlobLosesOnlyTheBadField_data() {
     QTest::newRow("unknown bubble size") << u"bubbleSize"_s << QJsonValue(u"gigantic"_s);
     QTest::newRow("placement of wrong type") << u"placementMode"_s << QJsonValue(3);
     QTest::newRow("bool as string") << u"reducesMotion"_s << QJsonValue(u"true"_s);
-    QTest::newRow("visibility with unknown case") << u"visibility"_s << QJsonValue(QJsonObject{{u"floating"_s, 1}});
-    QTest::newRow("pinned without display") << u"visibility"_s << QJsonValue(QJsonObject{{u"pinned"_s, QJsonObject{}}});
+    QTest::newRow("visibility with unknown case")
+        << u"visibility"_s << QJsonValue(QJsonObject{{u"floating"_s, 1}});
+    QTest::newRow("pinned without display")
+        << u"visibility"_s << QJsonValue(QJsonObject{{u"pinned"_s, QJsonObject{}}});
     QTest::newRow("language unknown") << u"language"_s << QJsonValue(u"klingon"_s);
     QTest::newRow("displays not an object") << u"displays"_s << QJsonValue(QJsonArray{1, 2});
     QTest::newRow("notch a number") << u"notch"_s << QJsonValue(7);
@@ -85,19 +89,28 @@ void SettingsCodecTest::damagedBlobLosesOnlyTheBadField() {
     QFETCH(QString, key);
     QFETCH(QJsonValue, bad);
     const TessarySettings original = everythingChanged();
-    const TessarySettings decoded = SettingsCodec::decode(withField(SettingsCodec::encode(original), key, bad));
+    const TessarySettings decoded =
+        SettingsCodec::decode(withField(SettingsCodec::encode(original), key, bad));
 
     // Put the default back into the one damaged field: everything else must be as it was.
     TessarySettings expected = original;
     const TessarySettings defaults;
-    if (key == u"bubbleSize"_s) expected.bubbleSize = defaults.bubbleSize;
-    if (key == u"placementMode"_s) expected.placementMode = defaults.placementMode;
-    if (key == u"reducesMotion"_s) expected.reducesMotion = defaults.reducesMotion;
-    if (key == u"visibility"_s) expected.visibility = defaults.visibility;
-    if (key == u"language"_s) expected.language = defaults.language;
-    if (key == u"displays"_s) expected.displays = defaults.displays;
-    if (key == u"notch"_s) expected.notch = defaults.notch;
-    if (key == u"questionSound"_s) expected.questionSound = defaults.questionSound;
+    if (key == u"bubbleSize"_s)
+        expected.bubbleSize = defaults.bubbleSize;
+    if (key == u"placementMode"_s)
+        expected.placementMode = defaults.placementMode;
+    if (key == u"reducesMotion"_s)
+        expected.reducesMotion = defaults.reducesMotion;
+    if (key == u"visibility"_s)
+        expected.visibility = defaults.visibility;
+    if (key == u"language"_s)
+        expected.language = defaults.language;
+    if (key == u"displays"_s)
+        expected.displays = defaults.displays;
+    if (key == u"notch"_s)
+        expected.notch = defaults.notch;
+    if (key == u"questionSound"_s)
+        expected.questionSound = defaults.questionSound;
     QCOMPARE(decoded, expected);
 }
 
@@ -145,15 +158,17 @@ void SettingsCodecTest::displaysToRender_data() {
     QTest::addColumn<QString>("fullScreen");
     QTest::addColumn<QStringList>("expected");
     const QStringList both{u"A"_s, u"B"_s};
-    QTest::newRow("only the active display by default") << QByteArray("{}") << u"B"_s << QString() << QStringList{u"B"_s};
-    QTest::newRow("always-visible display stays") << QByteArray(R"({"displays":{"A":{"visibility":"always"}}})")
-                                                  << u"B"_s << QString() << both;
+    QTest::newRow("only the active display by default")
+        << QByteArray("{}") << u"B"_s << QString() << QStringList{u"B"_s};
+    QTest::newRow("always-visible display stays")
+        << QByteArray(R"({"displays":{"A":{"visibility":"always"}}})") << u"B"_s << QString() << both;
     QTest::newRow("full-screen display drops") << QByteArray(R"({"displays":{"A":{"visibility":"always"}}})")
                                                << u"B"_s << u"B"_s << QStringList{u"A"_s};
-    QTest::newRow("pinned elsewhere") << QByteArray(R"({"visibility":{"pinned":{"displayID":"A"}}})") << u"B"_s
-                                      << QString() << QStringList{};
+    QTest::newRow("pinned elsewhere") << QByteArray(R"({"visibility":{"pinned":{"displayID":"A"}}})")
+                                      << u"B"_s << QString() << QStringList{};
     QTest::newRow("pinned to a display not connected")
-        << QByteArray(R"({"visibility":{"pinned":{"displayID":"Z"}},"displays":{"A":{"visibility":"always"}}})")
+        << QByteArray(
+               R"({"visibility":{"pinned":{"displayID":"Z"}},"displays":{"A":{"visibility":"always"}}})")
         << u"B"_s << QString() << QStringList{};
     QTest::newRow("every widget disabled on the display")
         << QByteArray(R"({"displays":{"B":{"disabledWidgetIDs":["cpu","memory"]}}})") << u"B"_s << QString()
@@ -162,7 +177,8 @@ void SettingsCodecTest::displaysToRender_data() {
         << QByteArray(R"({"displays":{"B":{"disabledWidgetIDs":["cpu"]}}})") << u"B"_s << QString()
         << QStringList{u"B"_s};
     QTest::newRow("widget disabled everywhere and the other on this display")
-        << QByteArray(R"({"widgets":{"memory":{"isEnabled":false,"options":{}}},"displays":{"B":{"disabledWidgetIDs":["cpu"]}}})")
+        << QByteArray(
+               R"({"widgets":{"memory":{"isEnabled":false,"options":{}}},"displays":{"B":{"disabledWidgetIDs":["cpu"]}}})")
         << u"B"_s << QString() << QStringList{};
 }
 

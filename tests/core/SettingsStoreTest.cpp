@@ -1,5 +1,6 @@
-#include "core/records/WorkspaceSnapshot.h"
 #include "core/settings/SettingsStore.h"
+
+#include "core/records/WorkspaceSnapshot.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -123,7 +124,8 @@ void SettingsStoreTest::moduleConfigurationsKeepStaleOptions() {
     auto store = makeStore();
     store->setWidgetOption(u"github"_s, u"scope"_s, u"an option that no longer exists"_s);
     const auto configurations = store->moduleConfigurations();
-    QCOMPARE(configurations.value(u"github"_s).value(u"scope"_s, u"all"_s), u"an option that no longer exists"_s);
+    QCOMPARE(configurations.value(u"github"_s).value(u"scope"_s, u"all"_s),
+             u"an option that no longer exists"_s);
     QCOMPARE(configurations.value(u"cpu"_s).value(u"scope"_s, u"all"_s), u"all"_s);
 }
 

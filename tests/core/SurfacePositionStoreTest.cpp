@@ -1,5 +1,6 @@
-#include "core/settings/SettingsStore.h"
 #include "core/settings/SurfacePositionStore.h"
+
+#include "core/settings/SettingsStore.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -52,7 +53,8 @@ void SurfacePositionStoreTest::positionOnALargeDisplayLandsProportionallyOnASmal
 }
 
 void SurfacePositionStoreTest::sizeLargerThanTheContainerIsClamped() {
-    const QRectF restored = SurfacePositionResolver::frame({0.5, 0.5}, QSizeF(5000, -10), QRectF(0, 0, 800, 600));
+    const QRectF restored =
+        SurfacePositionResolver::frame({0.5, 0.5}, QSizeF(5000, -10), QRectF(0, 0, 800, 600));
     QCOMPARE(restored, QRectF(0, 300, 800, 0));
 }
 
@@ -73,7 +75,8 @@ void SurfacePositionStoreTest::saveMergesPerDisplay() {
 void SurfacePositionStoreTest::damagedStoreReadsAsEmpty() {
     QTemporaryDir dir;
     QSettings defaults(dir.filePath(u"t.conf"_s), QSettings::IniFormat);
-    defaults.setValue(QLatin1StringView(PreferenceKeys::surfacePositions), QByteArray(R"({"A":{"cpu":{"x":"left"}}})"));
+    defaults.setValue(QLatin1StringView(PreferenceKeys::surfacePositions),
+                      QByteArray(R"({"A":{"cpu":{"x":"left"}}})"));
     SurfacePositionStore store(defaults);
     QVERIFY(store.positions().isEmpty());
     // Saving over a damaged value starts afresh instead of failing.

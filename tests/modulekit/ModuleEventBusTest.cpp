@@ -87,7 +87,8 @@ void ModuleEventBusTest::duplicateRegistrationKeepsTheFirstInItsPlace() {
     ModuleEventBus bus;
     auto first = std::make_shared<RecordingModule>(u"cpu"_s, ModuleGroup::system, &journal);
     QVERIFY(bus.registerModule(first));
-    QVERIFY(bus.registerModule(std::make_shared<RecordingModule>(u"memory"_s, ModuleGroup::system, &journal)));
+    QVERIFY(
+        bus.registerModule(std::make_shared<RecordingModule>(u"memory"_s, ModuleGroup::system, &journal)));
     QVERIFY(!bus.registerModule(std::make_shared<RecordingModule>(u"cpu"_s, ModuleGroup::code, &journal)));
     QCOMPARE(bus.registeredModuleIDs(), (QStringList{u"cpu"_s, u"memory"_s}));
     QCOMPARE(bus.registeredModules().front(), std::static_pointer_cast<CorvaneModule>(first));
@@ -121,7 +122,8 @@ void ModuleEventBusTest::busOverwritesTheGroupAndKeysByModule() {
     ModuleEventBus bus;
     auto module = std::make_shared<RecordingModule>(u"github"_s, ModuleGroup::code, &journal);
     // A per-item snapshot id and a wrong group: the key stays the module's, the group the module's.
-    module->answers[HostEvent::hostStarted] = snapshot(u"github.pr.12"_s, ModuleState::active, {}, ModuleGroup::agents);
+    module->answers[HostEvent::hostStarted] =
+        snapshot(u"github.pr.12"_s, ModuleState::active, {}, ModuleGroup::agents);
     bus.registerModule(module);
     bus.publish({HostEvent::hostStarted}, {}, {});
     QVERIFY(bus.latestSnapshots().contains(u"github"_s));
@@ -139,7 +141,8 @@ void ModuleEventBusTest::eachModuleGetsItsOwnConfiguration() {
     ModuleContext context;
     context.configuration.values.insert(u"leak"_s, u"must not reach anyone"_s);
     context.workspace.activeApplicationName = u"Editor"_s;
-    bus.publish({HostEvent::hostStarted}, context, {{u"github"_s, ModuleConfiguration{{{u"scope"_s, u"mine"_s}}}}});
+    bus.publish({HostEvent::hostStarted}, context,
+                {{u"github"_s, ModuleConfiguration{{{u"scope"_s, u"mine"_s}}}}});
     QCOMPARE(configured->lastContext.configuration.value(u"scope"_s, u"all"_s), u"mine"_s);
     QVERIFY(plain->lastContext.configuration.values.isEmpty());
     QCOMPARE(plain->lastContext.workspace.activeApplicationName, u"Editor"_s);

@@ -166,8 +166,8 @@ void SnapshotRankingTest::successFactsExpireAtFifteenMinutes() {
 }
 
 void SnapshotRankingTest::acknowledgedFactsStayHidden() {
-    const auto signal = ChangeSignal::make({fact(u"seen"_s, Fact::Tone::attention, 60),
-                                            fact(u"new"_s, Fact::Tone::attention, 10)});
+    const auto signal = ChangeSignal::make(
+        {fact(u"seen"_s, Fact::Tone::attention, 60), fact(u"new"_s, Fact::Tone::attention, 10)});
     const auto visible = signal->visible(t0.addSecs(-60), t0); // equal to acknowledgedAt: seen
     QVERIFY(visible);
     QCOMPARE(visible->facts().size(), size_t(1));
@@ -178,9 +178,9 @@ void SnapshotRankingTest::acknowledgedFactsStayHidden() {
 void SnapshotRankingTest::pulseOnlyForCriticalAndAttention() {
     QVERIFY(!ChangeSignal::make({fact(u"s"_s, Fact::Tone::success, 1), fact(u"i"_s, Fact::Tone::info, 0)})
                  ->pulseSince());
-    const auto signal = ChangeSignal::make({fact(u"c"_s, Fact::Tone::critical, 30),
-                                            fact(u"a"_s, Fact::Tone::attention, 20),
-                                            fact(u"i"_s, Fact::Tone::info, 0)});
+    const auto signal =
+        ChangeSignal::make({fact(u"c"_s, Fact::Tone::critical, 30), fact(u"a"_s, Fact::Tone::attention, 20),
+                            fact(u"i"_s, Fact::Tone::info, 0)});
     QCOMPARE(signal->pulseSince(), std::optional(t0.addSecs(-20)));
 }
 

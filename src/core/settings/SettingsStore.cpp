@@ -9,7 +9,8 @@ SettingsStore::SettingsStore(QSettings& defaults, LoginItemApplier applyLaunchAt
     : QObject(parent)
     , m_defaults(defaults)
     , m_applyLaunchAtLogin(std::move(applyLaunchAtLogin))
-    , m_settings(SettingsCodec::decode(defaults.value(QLatin1StringView(PreferenceKeys::settings)).toByteArray())) {}
+    , m_settings(
+          SettingsCodec::decode(defaults.value(QLatin1StringView(PreferenceKeys::settings)).toByteArray())) {}
 
 void SettingsStore::setSettings(const TessarySettings& settings) {
     if (settings == m_settings) {

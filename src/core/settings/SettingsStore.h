@@ -25,8 +25,6 @@ inline constexpr auto onboardingCompleted = "tessary.onboarding.completed";
 inline constexpr auto changeSignalGround = "tessary.change-signal-ground";
 } // namespace PreferenceKeys
 
-
-
 // Holds the settings in memory, persists each change and publishes it.
 // Read once at construction; from then on memory is the truth.
 class SettingsStore final : public QObject {

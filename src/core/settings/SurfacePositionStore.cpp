@@ -59,7 +59,8 @@ SurfacePositionStore::Positions SurfacePositionStore::decode(const QByteArray& j
             if (!position.value("x"_L1).isDouble() || !position.value("y"_L1).isDouble()) {
                 return {};
             }
-            entries.insert(module.key(), {position.value("x"_L1).toDouble(), position.value("y"_L1).toDouble()});
+            entries.insert(module.key(),
+                           {position.value("x"_L1).toDouble(), position.value("y"_L1).toDouble()});
         }
         result.insert(display.key(), entries);
     }

@@ -24,7 +24,8 @@ public:
 
     explicit SurfacePositionStore(QSettings& defaults);
 
-    void save(const QRectF& frame, const QRectF& container, const QString& displayID, const QString& moduleID);
+    void save(const QRectF& frame, const QRectF& container, const QString& displayID,
+              const QString& moduleID);
     [[nodiscard]] std::optional<NormalizedSurfacePosition> position(const QString& displayID,
                                                                     const QString& moduleID) const;
     [[nodiscard]] Positions positions() const;

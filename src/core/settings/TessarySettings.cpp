@@ -82,7 +82,7 @@ QString displayText(AlertSound value) {
 
 QString displayText(DisplaySettings::Visibility value) {
     return value == DisplaySettings::Visibility::always ? u"Always visible"_s
-                                                         : u"Only when this display has focus"_s;
+                                                        : u"Only when this display has focus"_s;
 }
 
 DisplaySettings TessarySettings::displaySettings(const QString& displayID) const {
@@ -98,7 +98,8 @@ DisplaySettings::Visibility TessarySettings::visibilityOn(const QString& display
 }
 
 bool TessarySettings::isWidgetEnabled(const QString& moduleID, const QString& displayID) const {
-    return widgetSettings(moduleID).isEnabled && !displaySettings(displayID).disabledWidgetIDs.contains(moduleID);
+    return widgetSettings(moduleID).isEnabled &&
+           !displaySettings(displayID).disabledWidgetIDs.contains(moduleID);
 }
 
 QStringList TessarySettings::displaysToRender(const QString& activeDisplayID, const QStringList& displayIDs,
@@ -109,11 +110,13 @@ QStringList TessarySettings::displaysToRender(const QString& activeDisplayID, co
         if (fullScreenDisplayID && *fullScreenDisplayID == id) {
             continue;
         }
-        if (const auto* pinned = std::get_if<visibility::Pinned>(&visibility); pinned && pinned->displayID != id) {
+        if (const auto* pinned = std::get_if<visibility::Pinned>(&visibility);
+            pinned && pinned->displayID != id) {
             continue;
         }
-        const bool anyEnabled = std::any_of(moduleIDs.cbegin(), moduleIDs.cend(),
-                                            [&](const QString& moduleID) { return isWidgetEnabled(moduleID, id); });
+        const bool anyEnabled =
+            std::any_of(moduleIDs.cbegin(), moduleIDs.cend(),
+                        [&](const QString& moduleID) { return isWidgetEnabled(moduleID, id); });
         if (!anyEnabled) {
             continue;
         }

@@ -227,8 +227,9 @@ bool scanBackward(const QString& path, const QString& needle, qint64 maximumByte
     return scanBackwardInChunks(path, needle, maximumBytes, maximumLineBytes, chunkBytes, accept);
 }
 
-bool scanBackwardInChunks(const QString& path, const QString& needle, qint64 maximumBytes, qint64 maximumLineBytes,
-                          qint64 chunk, const std::function<bool(const QString& line)>& accept) {
+bool scanBackwardInChunks(const QString& path, const QString& needle, qint64 maximumBytes,
+                          qint64 maximumLineBytes, qint64 chunk,
+                          const std::function<bool(const QString& line)>& accept) {
     if (maximumBytes < 1 || maximumLineBytes < 1 || chunk < 1) {
         return false;
     }

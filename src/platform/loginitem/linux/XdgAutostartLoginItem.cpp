@@ -25,7 +25,7 @@ bool XdgAutostartLoginItem::isRegistered() const {
 }
 
 QByteArray XdgAutostartLoginItem::desktopEntry(const QString& executable) {
-    // Exec quoting per the Desktop Entry specification: double quotes, with " ` $ \ escaped.
+    // Exec quoting of desktop entries: double quotes, with " ` $ \ escaped.
     QString quoted = executable;
     for (const QChar special : {u'\\', u'"', u'`', u'$'}) {
         quoted.replace(special, QString(u'\\') + special);

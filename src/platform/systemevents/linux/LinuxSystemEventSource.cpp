@@ -89,12 +89,14 @@ void LinuxSystemEventSource::start() {
 
     if (auto* application = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
         const auto screensChanged = [this] { emit occurred(SystemEventKind::screenParametersChanged); };
-        m_connections.append(connect(application, &QGuiApplication::screenAdded, this, [this](QScreen* screen) {
-            watchScreen(screen);
-            emit occurred(SystemEventKind::screenParametersChanged);
-        }));
+        m_connections.append(
+            connect(application, &QGuiApplication::screenAdded, this, [this](QScreen* screen) {
+                watchScreen(screen);
+                emit occurred(SystemEventKind::screenParametersChanged);
+            }));
         m_connections.append(connect(application, &QGuiApplication::screenRemoved, this, screensChanged));
-        m_connections.append(connect(application, &QGuiApplication::primaryScreenChanged, this, screensChanged));
+        m_connections.append(
+            connect(application, &QGuiApplication::primaryScreenChanged, this, screensChanged));
         for (QScreen* screen : QGuiApplication::screens()) {
             watchScreen(screen);
         }
