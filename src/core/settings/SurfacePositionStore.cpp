@@ -80,14 +80,18 @@ QByteArray SurfacePositionStore::encode(const Positions& positions) {
 }
 
 SurfacePositionStore::Positions SurfacePositionStore::positions() const {
-    return decode(m_defaults.value(QLatin1StringView(PreferenceKeys::surfacePositions)).toByteArray());
+    if (!m_positions) {
+        m_positions =
+            decode(m_defaults.value(QLatin1StringView(PreferenceKeys::surfacePositions)).toByteArray());
+    }
+    return *m_positions;
 }
 
 std::optional<NormalizedSurfacePosition> SurfacePositionStore::position(const QString& displayID,
                                                                         const QString& moduleID) const {
-    const Positions all = positions();
-    const auto display = all.constFind(displayID);
-    if (display == all.constEnd() || !display->contains(moduleID)) {
+    positions();
+    const auto display = m_positions->constFind(displayID);
+    if (display == m_positions->constEnd() || !display->contains(moduleID)) {
         return std::nullopt;
     }
     return display->value(moduleID);
@@ -95,9 +99,9 @@ std::optional<NormalizedSurfacePosition> SurfacePositionStore::position(const QS
 
 void SurfacePositionStore::save(const QRectF& frame, const QRectF& container, const QString& displayID,
                                 const QString& moduleID) {
-    Positions all = positions();
-    all[displayID].insert(moduleID, SurfacePositionResolver::normalizedPosition(frame, container));
-    m_defaults.setValue(QLatin1StringView(PreferenceKeys::surfacePositions), encode(all));
+    positions();
+    (*m_positions)[displayID].insert(moduleID, SurfacePositionResolver::normalizedPosition(frame, container));
+    m_defaults.setValue(QLatin1StringView(PreferenceKeys::surfacePositions), encode(*m_positions));
     m_defaults.sync();
 }
 

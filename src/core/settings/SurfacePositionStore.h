@@ -35,6 +35,8 @@ public:
 
 private:
     QSettings& m_defaults;
+    // Read once; the refresh asks for positions on every tick, and memory is the truth afterwards.
+    mutable std::optional<Positions> m_positions;
 };
 
 } // namespace tessary
