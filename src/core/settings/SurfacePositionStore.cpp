@@ -6,6 +6,7 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <utility>
 
 namespace tessary {
 
@@ -79,7 +80,7 @@ QByteArray SurfacePositionStore::encode(const Positions& positions) {
     return QJsonDocument(root).toJson(QJsonDocument::Compact);
 }
 
-SurfacePositionStore::Positions SurfacePositionStore::positions() const {
+const SurfacePositionStore::Positions& SurfacePositionStore::loaded() const {
     if (!m_positions) {
         m_positions =
             decode(m_defaults.value(QLatin1StringView(PreferenceKeys::surfacePositions)).toByteArray());
@@ -87,11 +88,20 @@ SurfacePositionStore::Positions SurfacePositionStore::positions() const {
     return *m_positions;
 }
 
+SurfacePositionStore::Positions& SurfacePositionStore::loaded() {
+    std::as_const(*this).loaded();
+    return *m_positions;
+}
+
+SurfacePositionStore::Positions SurfacePositionStore::positions() const {
+    return loaded();
+}
+
 std::optional<NormalizedSurfacePosition> SurfacePositionStore::position(const QString& displayID,
                                                                         const QString& moduleID) const {
-    positions();
-    const auto display = m_positions->constFind(displayID);
-    if (display == m_positions->constEnd() || !display->contains(moduleID)) {
+    const Positions& all = loaded();
+    const auto display = all.constFind(displayID);
+    if (display == all.constEnd() || !display->contains(moduleID)) {
         return std::nullopt;
     }
     return display->value(moduleID);
@@ -99,9 +109,9 @@ std::optional<NormalizedSurfacePosition> SurfacePositionStore::position(const QS
 
 void SurfacePositionStore::save(const QRectF& frame, const QRectF& container, const QString& displayID,
                                 const QString& moduleID) {
-    positions();
-    (*m_positions)[displayID].insert(moduleID, SurfacePositionResolver::normalizedPosition(frame, container));
-    m_defaults.setValue(QLatin1StringView(PreferenceKeys::surfacePositions), encode(*m_positions));
+    Positions& all = loaded();
+    all[displayID].insert(moduleID, SurfacePositionResolver::normalizedPosition(frame, container));
+    m_defaults.setValue(QLatin1StringView(PreferenceKeys::surfacePositions), encode(all));
     m_defaults.sync();
 }
 

@@ -37,6 +37,8 @@ private:
     QSettings& m_defaults;
     // Read once; the refresh asks for positions on every tick, and memory is the truth afterwards.
     mutable std::optional<Positions> m_positions;
+    const Positions& loaded() const;
+    Positions& loaded();
 };
 
 } // namespace tessary
