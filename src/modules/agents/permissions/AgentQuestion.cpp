@@ -6,8 +6,13 @@
 
 namespace tessary {
 
+const QStringList& AgentQuestion::tools() {
+    static const QStringList names{QStringLiteral("AskUserQuestion"), QStringLiteral("request_user_input")};
+    return names;
+}
+
 bool AgentQuestion::isQuestionTool(const QString& tool) {
-    return tool == QLatin1StringView("AskUserQuestion") || tool == QLatin1StringView("request_user_input");
+    return tools().contains(tool);
 }
 
 std::optional<AgentQuestion> AgentQuestion::read(const QString& tool, const QJsonObject& input) {

@@ -4,6 +4,7 @@
 #include <QList>
 #include <QSet>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -26,6 +27,8 @@ struct AgentQuestion {
     // How many questions the tool call held.
     int total = 0;
 
+    // "AskUserQuestion", "request_user_input".
+    static const QStringList& tools();
     static bool isQuestionTool(const QString& tool);
     static std::optional<AgentQuestion> read(const QString& tool, const QJsonObject& input);
 

@@ -37,6 +37,8 @@ struct PendingPermission {
     std::optional<QString> sessionTitle;
     std::optional<QString> project;
     std::optional<QString> directory;
+    // The session's colour name, as the session list gives it.
+    std::optional<QString> sessionColor;
     std::optional<AgentQuestion> question;
     std::optional<QString> plan;
     QDateTime askedAt;

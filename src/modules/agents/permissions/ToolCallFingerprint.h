@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QJsonObject>
+#include <QJsonValue>
 #include <QString>
 
 namespace tessary {
@@ -15,6 +16,10 @@ struct ToolCallFingerprint {
     QByteArray inputDigest;
 
     static ToolCallFingerprint of(const QString& tool, const QJsonObject& input);
+
+    // Compact JSON with the keys of every object sorted by their UTF-16 code units and numbers in
+    // their shortest exact form: equal values give equal bytes whatever order they came in.
+    static QByteArray canonicalJson(const QJsonValue& value);
 
     bool operator==(const ToolCallFingerprint&) const = default;
 };
