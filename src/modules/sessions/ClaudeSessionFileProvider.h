@@ -63,8 +63,10 @@ public:
     // `desktop` may be null (no Claude Desktop). `clock` must outlive the provider.
     ClaudeSessionFileProvider(Configuration configuration, const Clock& clock,
                               std::shared_ptr<const ClaudeDesktopDirectory> desktop = nullptr);
-    // The configuration of the user's home folder: ~/.claude/projects and ~/.claude/settings.json.
-    static Configuration forHome(const QString& home);
+    // The configuration of the user's home folder: ~/.claude/projects and ~/.claude/settings.json, or
+    // the same under `configDirectory` when Claude Code is told to keep its files there
+    // (CLAUDE_CONFIG_DIR).
+    static Configuration forHome(const QString& home, const QString& configDirectory = {});
 
     [[nodiscard]] SessionFetchResult fetchSessions(int limit) const override;
     [[nodiscard]] DiagnosticLiteral providerName() const override { return "ClaudeSessionFileProvider"; }
@@ -83,8 +85,16 @@ public:
         bool operator==(const MainReading&) const = default;
     };
     static std::optional<MainReading> readMain(const QString& path);
-    static ClaudeSubagentReading readSubagent(const QString& path);
 
+    struct SubagentReading {
+        ClaudeSubagentReading tail;
+        // The task it was given, from the first lines of its transcript.
+        std::optional<QString> headDescription;
+        bool operator==(const SubagentReading&) const = default;
+    };
+    static SubagentReading readSubagent(const QString& path);
+
+    // A file is read again only when its modification date or its size changed.
     struct FileStamp {
         QDateTime modified;
         qint64 size = 0;
@@ -92,19 +102,26 @@ public:
     };
 
 private:
-    AgentSession session(const QString& path, const QDateTime& modified, const MainReading& reading,
-                         const QList<SessionFile::Listed>& subagents,
-                         const std::optional<QString>& configured,
-                         const QHash<QString, ClaudeSubagentReading>& subagentReadings) const;
+    struct Candidate {
+        SessionFile::Listed file;
+        QString baseName;
+    };
+
+    [[nodiscard]] AgentSession session(const Candidate& candidate, const MainReading& reading,
+                                       const QList<SessionFile::Listed>& subagents,
+                                       const QHash<QString, SubagentReading>& subagentReadings,
+                                       const std::optional<QString>& configured) const;
+    [[nodiscard]] std::optional<ClaudeDesktopSessionInfo> desktopSession(const QString& id) const;
 
     Configuration m_configuration;
     const Clock& m_clock;
     std::shared_ptr<const ClaudeDesktopDirectory> m_desktop;
 
-    // Readings of the files read at the last poll; replaced whole by each poll.
+    // What the files read at the last poll gave; replaced whole by each poll, never locked across
+    // a file read.
     mutable std::mutex m_cacheLock;
     mutable ModifiedFileCache<MainReading, FileStamp> m_mainCache;
-    mutable ModifiedFileCache<ClaudeSubagentReading, FileStamp> m_subagentCache;
+    mutable ModifiedFileCache<SubagentReading, FileStamp> m_subagentCache;
 };
 
 } // namespace tessary

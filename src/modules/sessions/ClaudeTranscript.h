@@ -36,7 +36,7 @@ std::optional<QDateTime> startedAt(const QString& head);
 
 // The last text at `key` on the lines of `head` whose `type` is `type`. Only lines holding the
 // quoted type are parsed at all.
-std::optional<QString> lastValue(const QString& key, const QString& type, const QString& head);
+std::optional<QString> lastValue(QLatin1StringView key, QLatin1StringView type, const QString& head);
 
 } // namespace ClaudeTranscript
 

@@ -91,7 +91,7 @@ void collect(const QString& folder, QList<Listed>& found) {
         }
         if (info.suffix() == QLatin1StringView("jsonl") && info.isFile()) {
             const QDateTime date = info.lastModified().toUTC();
-            found.append({info.filePath(), date.isValid() ? date : distantPast()});
+            found.append({info.filePath(), date.isValid() ? date : distantPast(), info.size()});
         }
     }
 }

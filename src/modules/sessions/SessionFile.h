@@ -32,6 +32,8 @@ std::optional<QDateTime> date(QStringView text);
 struct Listed {
     QString path;
     QDateTime modified;
+    // In bytes, at the time of the listing: with the date it tells a file that changed.
+    qint64 size = 0;
     bool operator==(const Listed&) const = default;
 };
 

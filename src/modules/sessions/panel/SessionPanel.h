@@ -89,8 +89,8 @@ QString stateText(const AgentLiveState& state, const QDateTime& now, const Local
 
 // What the hook state adds to a session's line, freshest news first: a compaction in progress, a
 // recent interruption of a stopped session, background work it waits for, its task list.
-QStringList hookState(AgentActivity activity, const QDateTime& since, const SessionHookState& hooks,
-                      const QDateTime& now, const Localization& localization);
+QStringList hookState(AgentActivity activity, const SessionHookState& hooks, const QDateTime& now,
+                      const Localization& localization);
 
 // The line of a failed session: what the hooks learnt of the failure, else its code, with its age.
 QString failureSubtitle(const QDateTime& since, const std::optional<QString>& code,
