@@ -1,0 +1,97 @@
+#include "modules/usage/UsageMeterModule.h"
+
+#include "modules/usage/UsageWidgetPresenter.h"
+
+#include <QStringList>
+
+namespace tessary {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+int urgency(ModuleState state) {
+    switch (state) {
+    case ModuleState::critical:
+        return 5;
+    case ModuleState::attention:
+        return 4;
+    case ModuleState::active:
+        return 3;
+    case ModuleState::success:
+        return 2;
+    case ModuleState::quiet:
+        return 1;
+    case ModuleState::unavailable:
+        break;
+    }
+    return 0;
+}
+
+} // namespace
+
+UsageMeterModule::UsageMeterModule(UsageMeterServices services)
+    : m_services(std::move(services)) {}
+
+std::vector<ModuleSetting> UsageMeterModule::settings() const {
+    return {{QLatin1StringView(primaryLimitKey),
+             u"Main reading"_s,
+             u"The limit shown on the compact bubble. The others stay visible on hover."_s,
+             {{u"auto"_s, u"Automatic (the most critical)"_s},
+              {u"session"_s, u"5-hour window"_s},
+              {u"weekly"_s, u"Weekly (all models)"_s},
+              {u"model"_s, u"Weekly for the model in use"_s}},
+             QLatin1StringView(UsageStore::automaticChoice)}};
+}
+
+std::optional<ModuleSnapshot> UsageMeterModule::handle(HostEvent event, const ModuleContext& context) {
+    Q_UNUSED(event);
+    const Localization& localization = context.localization;
+    const QDateTime now = m_services.clock.now();
+    UsageStore& store = m_services.store;
+
+    const QString choice = context.configuration.value(QLatin1StringView(primaryLimitKey),
+                                                       QLatin1StringView(UsageStore::automaticChoice));
+    if (choice != store.primaryChoice()) {
+        store.updatePrimaryChoice(choice);
+    }
+
+    UsageWidgetPresenter::Input input;
+    input.moduleID = id();
+    input.title = localization.text(u"Claude usage"_s);
+    input.compactTitle = u"Claude"_s;
+    input.report = store.latestReport();
+    input.errorDescription = store.lastErrorDescription();
+    input.primaryChoice = choice;
+    std::optional<UsageLimitKind> shown;
+    if (input.report) {
+        if (const auto lead = UsageWidgetPresenter::primary(*input.report, choice, localization)) {
+            shown = lead->kind;
+        }
+    }
+    input.signal = store.limitChangeSignal(localization, shown);
+    const UsageMeterSessions& sessions = m_services.sessions;
+    if (sessions.sections) {
+        input.extraSections = sessions.sections(now, localization);
+    }
+
+    ModuleSnapshot snapshot = UsageWidgetPresenter::snapshot(input, now, localization);
+    if (sessions.summary) {
+        if (const auto line = sessions.summary(now, localization)) {
+            CardVariant card =
+                snapshot.variants.card.value_or(CardVariant{input.title, std::nullopt, std::nullopt});
+            card.detail = card.detail ? *card.detail + u'\n' + *line : *line;
+            snapshot.variants.card = std::move(card);
+        }
+    }
+    if (sessions.state) {
+        // Sessions waiting on the user outrank quiet usage; a widget without usage figures still
+        // shows its sessions.
+        if (const auto asked = sessions.state(now); asked && urgency(*asked) > urgency(snapshot.state)) {
+            snapshot.state = *asked;
+        }
+    }
+    return snapshot;
+}
+
+} // namespace tessary
