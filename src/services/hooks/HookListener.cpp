@@ -8,10 +8,13 @@
 #include "modules/agents/permissions/PermissionAgent.h"
 #include "modules/agents/permissions/PermissionSummary.h"
 #include "modules/agents/permissions/ToolCallFingerprint.h"
+#include "modules/sessions/AgentArguments.h"
 #include "services/hooks/HookConnection.h"
 #include "services/hooks/HookWire.h"
 
+#include <QJsonDocument>
 #include <QThread>
+#include <QUuid>
 
 namespace tessary {
 
@@ -62,11 +65,17 @@ std::optional<AgentActivity> activityForNotification(const std::optional<QString
 
 HookListener::HookListener(AgentEventStore& store, const Clock& clock, const QString& homeDirectory,
                            HookSocketServer::Limits limits, QObject* parent)
+    : HookListener(store, clock, homeDirectory, nullptr, limits, parent) {}
+
+HookListener::HookListener(AgentEventStore& store, const Clock& clock, const QString& homeDirectory,
+                           const AgentProcessReading* processes, HookSocketServer::Limits limits,
+                           QObject* parent)
     : QObject(parent)
     , m_store(store)
     , m_clock(clock)
     , m_files(homeDirectory)
-    , m_limits(limits) {}
+    , m_limits(limits)
+    , m_processes(processes) {}
 
 HookListener::~HookListener() {
     stop();
@@ -120,6 +129,14 @@ void HookListener::stop() {
         return;
     }
     DiagnosticLog::info(DiagnosticCategory::hooks, "listener.stop");
+    // The held connections close with the sockets: the agents ask in their terminals, and the card
+    // no longer shows what nobody waits for.
+    const QStringList heldIDs = m_heldOrder;
+    for (const QString& id : heldIDs) {
+        if (const auto segurado = takeHeld(id)) {
+            m_store.resolvePermission(id);
+        }
+    }
     HookSocketServer* server = m_server;
     QMetaObject::invokeMethod(
         server, [server] { server->shutdown(); }, Qt::BlockingQueuedConnection);
@@ -144,6 +161,15 @@ int HookListener::openConnections() const {
 }
 
 void HookListener::tick(const QDateTime& now) {
+    QStringList overdue;
+    for (const QString& id : std::as_const(m_heldOrder)) {
+        if (m_held.value(id).deadline <= now) {
+            overdue.append(id);
+        }
+    }
+    for (const QString& id : std::as_const(overdue)) {
+        deadlinePassed(id);
+    }
     const qsizetype lapsed = m_store.dropLapsedPermissions(now);
     if (lapsed > 0) {
         DiagnosticLog::info(DiagnosticCategory::hooks, "permission.lapsed", [&] {
@@ -151,6 +177,7 @@ void HookListener::tick(const QDateTime& now) {
         });
         requestUpdate();
     }
+    releaseRunningCommands(now);
 }
 
 void HookListener::deliver(const HookRequest& request, const std::shared_ptr<HookConnection>& connection) {
@@ -166,7 +193,7 @@ bool HookListener::tokenMatches(const std::optional<QString>& presented) const {
     return constantTimeEquals(presented->toUtf8(), m_token.toUtf8());
 }
 
-bool HookListener::handle(const HookRequest& request, const std::shared_ptr<HookConnection>& /*connection*/) {
+bool HookListener::handle(const HookRequest& request, const std::shared_ptr<HookConnection>& connection) {
     if (!tokenMatches(request.header(HookWire::tokenHeader))) {
         DiagnosticLog::error(DiagnosticCategory::hooks, "event.refused", [] {
             return DiagnosticFields{{"reason", "invalidToken"}};
@@ -187,11 +214,13 @@ bool HookListener::handle(const HookRequest& request, const std::shared_ptr<Hook
     if (!sessionID) {
         return false;
     }
-    if (const auto agentPID = request.header(HookWire::agentHeader)) {
+    std::optional<qint32> agentPID;
+    if (const auto header = request.header(HookWire::agentHeader)) {
         bool isNumber = false;
-        const qint32 pid = agentPID->toInt(&isNumber, 10);
+        const qint32 pid = header->toInt(&isNumber, 10);
         if (isNumber) {
             m_store.note(*sessionID, pid);
+            agentPID = pid;
         }
     }
     const auto source = request.header(HookWire::sourceHeader);
@@ -202,6 +231,10 @@ bool HookListener::handle(const HookRequest& request, const std::shared_ptr<Hook
         m_store.noteDirectory(*sessionID, *cwd);
     }
     const auto eventName = string(json, QLatin1StringView("hook_event_name"));
+
+    // Any event may show that a held request was answered elsewhere; it ends the hold before the
+    // event itself is recorded.
+    releaseAnswered(HeldRequestRelease::Event::fromHookBody(json), DiagnosticValue::name(eventName));
 
     bool hookStateChanged = false;
     if (const auto reading = SessionHookEvent::read(json)) {
@@ -215,30 +248,27 @@ bool HookListener::handle(const HookRequest& request, const std::shared_ptr<Hook
         requestUpdate();
         return false;
     }
-    routeEvent(*sessionID, *eventName, json, hookStateChanged, now);
-    return false;
+    return routeEvent(*sessionID, *eventName, json, hookStateChanged, now, connection, agentPID);
 }
 
-void HookListener::routeEvent(const QString& sessionID, const QString& eventName, const QJsonObject& json,
-                              bool hookStateChanged, const QDateTime& now) {
+bool HookListener::routeEvent(const QString& sessionID, const QString& eventName, const QJsonObject& json,
+                              bool hookStateChanged, const QDateTime& now,
+                              const std::shared_ptr<HookConnection>& connection,
+                              std::optional<qint32> agentPID) {
     const auto logAndUpdate = [&] {
         logHook(eventName, sessionID, json);
         requestUpdate();
     };
     const auto toolName = string(json, QLatin1StringView("tool_name"));
 
-    if (eventName == QLatin1StringView("PermissionRequest")) {
-        // Noted so that the tool's end can tell time spent waiting for an answer from running time.
-        // The request is answered with the empty reply: the agent asks in its own terminal.
-        m_store.notePermissionAsked(
-            sessionID,
-            ToolCallFingerprint::of(toolName.value_or(QString()), objectOrEmpty(json, "tool_input")), now);
-        return;
+    if (eventName == QLatin1StringView(permissionRequestEvent)) {
+        routePermissionRequest(sessionID, json, now, connection, agentPID);
+        return true;
     }
     if (eventName == QLatin1StringView("SessionEnd")) {
         m_store.end(sessionID, now);
         logAndUpdate();
-        return;
+        return false;
     }
     if (eventName == QLatin1StringView("SessionStart")) {
         m_store.noteSessionStart(sessionID, string(json, QLatin1StringView("source")));
@@ -246,46 +276,31 @@ void HookListener::routeEvent(const QString& sessionID, const QString& eventName
             m_store.noteModel(sessionID, *model, std::nullopt, now);
         }
         logAndUpdate();
-        return;
+        return false;
     }
     if (eventName == QLatin1StringView("PostModelSwitch")) {
         if (const auto model = string(json, QLatin1StringView("to_model"))) {
             m_store.noteModel(sessionID, *model, string(json, QLatin1StringView("from_model")), now);
         }
         logAndUpdate();
-        return;
+        return false;
     }
     if (eventName == QLatin1StringView("UserPromptSubmit")) {
         m_store.update(sessionID, AgentActivity::working, std::nullopt, std::nullopt, now);
         m_store.notePrompt(sessionID, now);
         logAndUpdate();
-        return;
+        return false;
     }
     if (eventName == QLatin1StringView("PreToolUse")) {
-        const auto displayTool = readableTool(toolName);
-        const QJsonObject input = objectOrEmpty(json, "tool_input");
-        std::optional<AgentQuestion> question;
-        if (PermissionAgent::of(m_store.agent(sessionID)).asksOutsidePermission) {
-            question = AgentQuestion::read(toolName.value_or(QString()), input);
-        }
-        if (question) {
-            m_store.update(sessionID, AgentActivity::blocked, std::nullopt, std::nullopt, now);
-        } else {
-            m_store.update(sessionID, AgentActivity::working, displayTool, std::nullopt, now);
-        }
-        if (const auto toolUseID = string(json, QLatin1StringView("tool_use_id"))) {
-            const QString summary = summarizePermission(displayTool.value_or(QStringLiteral("?")), input);
-            m_store.startTool(*toolUseID, sessionID, displayTool.value_or(QStringLiteral("?")), summary,
-                              ToolCallFingerprint::of(toolName.value_or(QString()), input), now);
-        }
+        routePreToolUse(sessionID, json, now, agentPID);
         logAndUpdate();
-        return;
+        return false;
     }
     if (eventName == QLatin1StringView("PostToolUse") ||
         eventName == QLatin1StringView("PostToolUseFailure")) {
         const auto toolUseID = string(json, QLatin1StringView("tool_use_id"));
         if (!toolUseID) {
-            return;
+            return false;
         }
         const auto outcome =
             SessionHookEvent::toolOutcome(eventName, json.value(QLatin1StringView("tool_response")),
@@ -294,7 +309,7 @@ void HookListener::routeEvent(const QString& sessionID, const QString& eventName
         if (run && AgentChanges::longRunningTime(*run)) {
             logAndUpdate();
         }
-        return;
+        return false;
     }
     if (eventName == QLatin1StringView("Stop") || eventName == QLatin1StringView("Interrupt")) {
         const auto kind = eventName == QLatin1StringView("Stop") ? AgentTurnResult::Kind::completed
@@ -303,14 +318,14 @@ void HookListener::routeEvent(const QString& sessionID, const QString& eventName
         m_store.update(sessionID, AgentActivity::waiting, std::nullopt, std::nullopt, now);
         m_store.discardToolStarts(sessionID);
         logAndUpdate();
-        return;
+        return false;
     }
     if (eventName == QLatin1StringView("StopFailure")) {
         m_store.update(sessionID, AgentActivity::failed, std::nullopt,
                        string(json, QLatin1StringView("error")), now);
         m_store.discardToolStarts(sessionID);
         logAndUpdate();
-        return;
+        return false;
     }
     if (eventName == QLatin1StringView("Notification")) {
         if (const auto activity =
@@ -318,14 +333,14 @@ void HookListener::routeEvent(const QString& sessionID, const QString& eventName
             m_store.update(sessionID, *activity, std::nullopt, std::nullopt, now);
             logAndUpdate();
         }
-        return;
+        return false;
     }
     if (eventName == QLatin1StringView("CwdChanged")) {
         if (const auto directory = nonEmptyString(json, "new_cwd")) {
             m_store.noteDirectory(sessionID, *directory);
         }
         logAndUpdate();
-        return;
+        return false;
     }
     static const QSet<QString> sessionStateEvents{
         QStringLiteral("SubagentStart"), QStringLiteral("SubagentStop"),     QStringLiteral("TaskCreated"),
@@ -335,6 +350,7 @@ void HookListener::routeEvent(const QString& sessionID, const QString& eventName
     if (hookStateChanged && sessionStateEvents.contains(eventName)) {
         logAndUpdate();
     }
+    return false;
 }
 
 void HookListener::logHook(const std::optional<QString>& eventName, const QString& sessionID,
@@ -363,6 +379,400 @@ void HookListener::requestUpdate() {
             }
         },
         Qt::QueuedConnection);
+}
+
+void HookListener::routePreToolUse(const QString& sessionID, const QJsonObject& json, const QDateTime& now,
+                                   std::optional<qint32> agentPID) {
+    const auto toolName = string(json, QLatin1StringView("tool_name"));
+    const auto displayTool = readableTool(toolName);
+    const QJsonObject input = objectOrEmpty(json, "tool_input");
+    const PermissionAgent agent = PermissionAgent::of(m_store.agent(sessionID));
+    // An agent whose questions bypass the permission request shows them only here.
+    std::optional<AgentQuestion> question;
+    if (agent.asksOutsidePermission) {
+        question = AgentQuestion::read(toolName.value_or(QString()), input);
+    }
+    if (question) {
+        m_store.update(sessionID, AgentActivity::blocked, std::nullopt, std::nullopt, now);
+    } else {
+        m_store.update(sessionID, AgentActivity::working, displayTool, std::nullopt, now);
+    }
+    const QString summary = summarizePermission(displayTool.value_or(QStringLiteral("?")), input);
+    if (question) {
+        noteUnansweredQuestion(sessionID, json, *question, displayTool, summary, agentPID, now);
+    }
+    if (const auto toolUseID = string(json, QLatin1StringView("tool_use_id"))) {
+        m_store.startTool(*toolUseID, sessionID, displayTool.value_or(QStringLiteral("?")), summary,
+                          ToolCallFingerprint::of(toolName.value_or(QString()), input), now);
+    }
+}
+
+void HookListener::routePermissionRequest(const QString& sessionID, const QJsonObject& json,
+                                          const QDateTime& now,
+                                          const std::shared_ptr<HookConnection>& connection,
+                                          std::optional<qint32> agentPID) {
+    const QString tool = string(json, QLatin1StringView("tool_name")).value_or(QString());
+    if (m_processes != nullptr && HostedSession::skipsRequest(tool, agentPID, *m_processes)) {
+        // The program hosting the session shows its own plan review.
+        send(connection, HookWire::noContentReply.toByteArray());
+        DiagnosticLog::info(DiagnosticCategory::hooks, "plan.hostingApp", [&] {
+            return DiagnosticFields{{"session", DiagnosticValue::shortID(sessionID)}};
+        });
+        return;
+    }
+    const QString displayTool = readableTool(tool).value_or(QStringLiteral("?"));
+    const QJsonObject input = objectOrEmpty(json, "tool_input");
+    const QString id = string(json, QLatin1StringView("tool_use_id"))
+                           .value_or(QUuid::createUuid().toString(QUuid::WithoutBraces));
+    const PermissionAgent agent = PermissionAgent::of(m_store.agent(sessionID));
+    const ToolCallFingerprint fingerprint = ToolCallFingerprint::of(tool, input);
+    const bool isDesktop = isDesktopSession && isDesktopSession(sessionID);
+    const std::optional<QStringList> arguments =
+        agentPID && m_processes != nullptr ? m_processes->arguments(*agentPID) : std::nullopt;
+    // Noted so that the tool's end can tell time spent waiting for an answer from running time.
+    m_store.notePermissionAsked(sessionID, fingerprint, now);
+
+    const SessionCaption sessionCaption = caption(sessionID);
+    PendingPermission pending;
+    pending.id = id;
+    pending.sessionID = sessionID;
+    pending.tool = displayTool;
+    pending.summary = summarizePermission(displayTool, input);
+    pending.files = permissionFiles(tool, input);
+    pending.networkTarget = permissionNetworkTarget(tool, input);
+    pending.sessionTitle = sessionCaption.title;
+    pending.project = sessionCaption.project;
+    pending.directory = nonEmptyString(json, "cwd");
+    pending.sessionColor = sessionCaption.color;
+    pending.question = AgentQuestion::read(tool, input);
+    pending.plan = permissionPlan(tool, input);
+    pending.askedAt = now;
+    pending.agentLabel = agent.label;
+    pending.supportsAlwaysAllow = agent.supportsAlwaysAllow;
+    pending.host = permissionHost(isDesktop, arguments);
+
+    QJsonArray suggestions;
+    for (const QJsonValue suggestion : json.value(QLatin1StringView("permission_suggestions")).toArray()) {
+        if (suggestion.isObject()) {
+            suggestions.append(suggestion);
+        }
+    }
+    hold(pending, input, fingerprint, suggestions, agent, agentPID, connection);
+}
+
+void HookListener::hold(const PendingPermission& pending, const QJsonObject& input,
+                        const ToolCallFingerprint& fingerprint, const QJsonArray& suggestions,
+                        const PermissionAgent& agent, std::optional<qint32> agentPID,
+                        const std::shared_ptr<HookConnection>& connection) {
+    HeldRequestRelease::Held held = HeldRequestRelease::Held::of(
+        pending.id, pending.sessionID, fingerprint.tool, input, pending.askedAt, agentPID);
+    if (pending.host) {
+        // Another application answers this one: it is shown, not held.
+        send(connection, HookWire::noContentReply.toByteArray());
+        m_store.requestUnheld(pending, held,
+                              pending.askedAt.addMSecs(static_cast<qint64>(hostedLifetime * 1000)));
+        DiagnosticLog::info(DiagnosticCategory::hooks, "permission.unheld", [&] {
+            return DiagnosticFields{{"reason", "hostingApp"},
+                                    {"request", DiagnosticValue::shortID(pending.id)}};
+        });
+        requestUpdate();
+        return;
+    }
+    // The same call asked again (an agent that retried): the older connection gets its empty answer.
+    if (const auto earlier = takeHeld(pending.id)) {
+        send(earlier->connection, HookWire::noContentReply.toByteArray());
+    }
+
+    const PermissionHoldPolicy policy = PermissionHoldPolicy::of(agent, isHeadless(agentPID));
+    auto* expiry = new QTimer(this);
+    expiry->setSingleShot(true);
+    expiry->setTimerType(Qt::CoarseTimer);
+    expiry->setInterval(std::chrono::seconds(policy.deadline));
+    const QString id = pending.id;
+    connect(expiry, &QTimer::timeout, this, [this, id] { deadlinePassed(id); });
+    expiry->start();
+
+    Segurado segurado{connection,
+                      std::move(held),
+                      input,
+                      suggestions,
+                      agent,
+                      policy.atDeadline,
+                      pending.askedAt.addSecs(policy.deadline),
+                      expiry};
+    m_held.insert(id, std::move(segurado));
+    m_heldOrder.append(id);
+    m_store.request(pending);
+    DiagnosticLog::info(DiagnosticCategory::hooks, "permission.held", [&] {
+        return DiagnosticFields{{"request", DiagnosticValue::shortID(id)},
+                                {"deadline", DiagnosticValue::count(policy.deadline)}};
+    });
+    watchClosure(connection, id);
+    requestUpdate();
+}
+
+void HookListener::watchClosure(const std::shared_ptr<HookConnection>& connection, const QString& id) {
+    if (!connection) {
+        return;
+    }
+    // The socket side reads on after the request, so that curl going away (the agent killed, Ctrl-C,
+    // its time limit) is heard at once as the end of the stream, not at the next write.
+    const QPointer<HookListener> self(this);
+    const HookConnection* watched = connection.get();
+    connection->setOnClosed([self, id, watched] {
+        if (self) {
+            self->connectionClosed(id, watched);
+        }
+    });
+}
+
+void HookListener::connectionClosed(const QString& id, const HookConnection* connection) {
+    const auto found = m_held.constFind(id);
+    // A late signal of an old connection must not end a newer request with the same id.
+    if (found == m_held.cend() || found->connection.get() != connection) {
+        return;
+    }
+    const QList<HeldRequestRelease::Held> candidates = releaseCandidates();
+    release(HeldRequestRelease::requestsToRelease(candidates, HeldRequestRelease::Event::closed({id})),
+            candidates, "hook connection closed");
+}
+
+void HookListener::releaseAnswered(const HeldRequestRelease::Event& event, const DiagnosticValue& reason) {
+    const QList<HeldRequestRelease::Held> candidates = releaseCandidates();
+    if (candidates.isEmpty()) {
+        return;
+    }
+    const QStringList ids = HeldRequestRelease::requestsToRelease(candidates, event);
+    if (!ids.isEmpty()) {
+        release(ids, candidates, reason);
+    }
+}
+
+void HookListener::release(const QStringList& ids, const QList<HeldRequestRelease::Held>& among,
+                           const DiagnosticValue& reason) {
+    if (ids.isEmpty()) {
+        return;
+    }
+    QHash<QString, QString> sessions;
+    for (const HeldRequestRelease::Held& record : among) {
+        sessions.insert(record.id, record.sessionID);
+    }
+    const QDateTime now = m_clock.now();
+    for (const QString& id : ids) {
+        if (const auto segurado = takeHeld(id)) {
+            send(segurado->connection, HookWire::noContentReply.toByteArray());
+            DiagnosticLog::info(DiagnosticCategory::hooks, "permission.released", [&] {
+                return DiagnosticFields{{"reason", reason}, {"request", DiagnosticValue::shortID(id)}};
+            });
+        } else {
+            DiagnosticLog::info(DiagnosticCategory::hooks, "permission.cleared", [&] {
+                return DiagnosticFields{{"reason", reason}, {"request", DiagnosticValue::shortID(id)}};
+            });
+        }
+        m_store.resolvePermission(id);
+        if (const auto session = sessions.constFind(id); session != sessions.cend()) {
+            m_store.resumeTurn(*session, now);
+        }
+    }
+    requestUpdate();
+}
+
+void HookListener::expire(const QString& id) {
+    const auto segurado = takeHeld(id);
+    if (!segurado) {
+        return;
+    }
+    send(segurado->connection, HookWire::noContentReply.toByteArray());
+    m_store.expirePermission(segurado->request, m_clock.now());
+    DiagnosticLog::info(DiagnosticCategory::hooks, "permission.expired", [&] {
+        return DiagnosticFields{{"request", DiagnosticValue::shortID(id)}};
+    });
+}
+
+void HookListener::deadlinePassed(const QString& id) {
+    const auto found = m_held.constFind(id);
+    if (found == m_held.cend()) {
+        return;
+    }
+    if (found->atDeadline == PermissionHoldPolicy::AtDeadline::release) {
+        const HeldRequestRelease::Held record = found->request;
+        release({id}, {record}, "headless session, card time over");
+    } else {
+        expire(id);
+    }
+    requestUpdate();
+}
+
+bool HookListener::decide(const QString& id, PermissionDecision decision, const QString& reason,
+                          const std::optional<QHash<QString, QString>>& answers) {
+    const auto segurado = takeHeld(id);
+    if (!segurado) {
+        return false;
+    }
+    std::optional<QJsonObject> updatedInput;
+    if (answers && !answers->isEmpty()) {
+        QJsonObject answerObject;
+        for (auto it = answers->cbegin(); it != answers->cend(); ++it) {
+            answerObject.insert(it.key(), it.value());
+        }
+        updatedInput = segurado->input;
+        updatedInput->insert(QStringLiteral("answers"), answerObject);
+    }
+    const DecisionReader reader{segurado->request.fingerprint.tool, segurado->suggestions,
+                                segurado->agent.supportsAlwaysAllow, segurado->agent.acceptsUpdatedInput};
+    const QByteArray body =
+        QJsonDocument(decisionPayload(decision, reason, updatedInput, reader)).toJson(QJsonDocument::Compact);
+    send(segurado->connection,
+         body.isEmpty() ? HookWire::noContentReply.toByteArray() : HookWire::decisionReply(body));
+
+    const QDateTime now = m_clock.now();
+    const HeldRequestRelease::Held& record = segurado->request;
+    m_store.notePermissionAnswered(record.sessionID, record.fingerprint, now);
+    m_store.resolvePermission(id);
+    m_store.resumeTurn(record.sessionID, now);
+    DiagnosticLog::info(DiagnosticCategory::hooks, "permission.decided", [&] {
+        return DiagnosticFields{{"decision", DiagnosticValue::caseName(effectiveDecision(
+                                                 decision, segurado->agent.supportsAlwaysAllow))},
+                                {"request", DiagnosticValue::shortID(id)}};
+    });
+    requestUpdate();
+    return !body.isEmpty();
+}
+
+bool HookListener::review(const QString& id, const PlanReview& planReview) {
+    const auto segurado = takeHeld(id);
+    if (!segurado) {
+        return false;
+    }
+    const QByteArray body = QJsonDocument(planReview.payload(segurado->input)).toJson(QJsonDocument::Compact);
+    send(segurado->connection,
+         body.isEmpty() ? HookWire::noContentReply.toByteArray() : HookWire::decisionReply(body));
+
+    const QDateTime now = m_clock.now();
+    const HeldRequestRelease::Held& record = segurado->request;
+    m_store.notePermissionAnswered(record.sessionID, record.fingerprint, now);
+    m_store.resolvePermission(id);
+    m_store.resumeTurn(record.sessionID, now);
+    DiagnosticLog::info(DiagnosticCategory::hooks, "plan.reviewed", [&] {
+        return DiagnosticFields{{"review", DiagnosticValue::name(QString::fromLatin1(planReview.caseName()))},
+                                {"request", DiagnosticValue::shortID(id)}};
+    });
+    requestUpdate();
+    return !body.isEmpty();
+}
+
+void HookListener::noteUnansweredQuestion(const QString& sessionID, const QJsonObject& json,
+                                          const AgentQuestion& question,
+                                          const std::optional<QString>& displayTool, const QString& summary,
+                                          std::optional<qint32> agentPID, const QDateTime& at) {
+    if (isHeadless(agentPID)) {
+        return;
+    }
+    const PermissionAgent agent = PermissionAgent::of(m_store.agent(sessionID));
+    const QString tool = string(json, QLatin1StringView("tool_name")).value_or(QString());
+    const SessionCaption sessionCaption = caption(sessionID);
+    PendingPermission pending;
+    pending.id = string(json, QLatin1StringView("tool_use_id"))
+                     .value_or(QUuid::createUuid().toString(QUuid::WithoutBraces));
+    pending.sessionID = sessionID;
+    pending.tool = displayTool.value_or(QStringLiteral("?"));
+    pending.summary = summary;
+    pending.sessionTitle = sessionCaption.title;
+    pending.project = sessionCaption.project;
+    pending.directory = nonEmptyString(json, "cwd");
+    pending.sessionColor = sessionCaption.color;
+    pending.question = question;
+    pending.askedAt = at;
+    pending.agentLabel = agent.label;
+    pending.supportsAlwaysAllow = agent.supportsAlwaysAllow;
+    const double lifetime = agent.hookHidesTerminalQuestion ? PermissionHoldPolicy::hiddenQuestionLifetime
+                                                            : static_cast<double>(agent.decisionDeadline);
+    m_store.requestUnheld(pending,
+                          HeldRequestRelease::Held::of(pending.id, sessionID, tool,
+                                                       objectOrEmpty(json, "tool_input"), at, agentPID),
+                          at.addMSecs(static_cast<qint64>(lifetime * 1000)));
+    DiagnosticLog::info(DiagnosticCategory::hooks, "question.unanswerable", [&] {
+        return DiagnosticFields{{"session", DiagnosticValue::shortID(sessionID)},
+                                {"request", DiagnosticValue::shortID(pending.id)}};
+    });
+}
+
+void HookListener::releaseRunningCommands(const QDateTime& now) {
+    if (m_processes == nullptr) {
+        return;
+    }
+    if (m_lastProcessSweep && secondsBetween(*m_lastProcessSweep, now) >= 0 &&
+        secondsBetween(*m_lastProcessSweep, now) < processSweepInterval) {
+        return;
+    }
+    m_lastProcessSweep = now;
+    const QList<HeldRequestRelease::Held> candidates = releaseCandidates();
+    if (candidates.isEmpty()) {
+        // A later request starts after every process running now, none of which can release it.
+        m_processesThatReleased.clear();
+        return;
+    }
+    const QList<TerminalApproval::Release> releases =
+        TerminalApproval::releases(candidates, *m_processes, m_processesThatReleased);
+    QStringList ids;
+    for (const TerminalApproval::Release& found : releases) {
+        m_processesThatReleased.unite(found.processes);
+        ids.append(found.requestID);
+    }
+    // Processes older than every request can release none of them any more.
+    QDateTime earliest = candidates.first().askedAt;
+    for (const HeldRequestRelease::Held& record : candidates) {
+        earliest = std::min(earliest, record.askedAt);
+    }
+    m_processesThatReleased.removeIf(
+        [&](const RunningProcessIdentity& identity) { return identity.startedAt < earliest; });
+    release(ids, candidates, "approved command is running");
+}
+
+std::optional<HookListener::Segurado> HookListener::takeHeld(const QString& id) {
+    const auto found = m_held.find(id);
+    if (found == m_held.end()) {
+        return std::nullopt;
+    }
+    Segurado segurado = std::move(*found);
+    m_held.erase(found);
+    m_heldOrder.removeOne(id);
+    if (segurado.expiry) {
+        segurado.expiry->stop();
+        segurado.expiry->deleteLater();
+    }
+    return segurado;
+}
+
+void HookListener::send(const std::shared_ptr<HookConnection>& connection, const QByteArray& bytes) {
+    if (connection) {
+        connection->reply(bytes);
+    }
+}
+
+QList<HeldRequestRelease::Held> HookListener::releaseCandidates() const {
+    QList<HeldRequestRelease::Held> candidates;
+    candidates.reserve(m_heldOrder.size());
+    for (const QString& id : m_heldOrder) {
+        candidates.append(m_held.value(id).request);
+    }
+    candidates.append(m_store.unheldForRelease());
+    return candidates;
+}
+
+QStringList HookListener::heldRequests() const {
+    return m_heldOrder;
+}
+
+bool HookListener::isHeadless(std::optional<qint32> agentPID) const {
+    if (!agentPID || m_processes == nullptr) {
+        return false;
+    }
+    return HeadlessSession::isHeadless(*agentPID, *m_processes);
+}
+
+HookListener::SessionCaption HookListener::caption(const QString& sessionID) const {
+    return describeSession ? describeSession(sessionID) : SessionCaption{};
 }
 
 } // namespace tessary

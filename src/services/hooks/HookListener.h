@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/diagnostics/DiagnosticValue.h"
 #include "core/time/Clock.h"
 #include "modules/agents/hooks/HookRequest.h"
 #include "modules/agents/permissions/AgentQuestion.h"
@@ -18,6 +19,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QObject>
+#include <QPointer>
 #include <QSet>
 #include <QString>
 #include <QTimer>
@@ -122,30 +124,38 @@ private:
         // The wall-clock deadline, checked on every tick (the timer does not count a suspended
         // machine's sleep).
         QDateTime deadline;
-        std::shared_ptr<QTimer> expiry;
+        // Fires at the deadline; a child of the listener, deleted when the hold ends.
+        QPointer<QTimer> expiry;
     };
 
     void deliver(const HookRequest& request, const std::shared_ptr<HookConnection>& connection);
-    void routeEvent(const QString& sessionID, const QString& eventName, const QJsonObject& json,
-                    bool hookStateChanged, const QDateTime& now, const std::shared_ptr<HookConnection>& connection,
-                    std::optional<qint32> agentPID);
+    // True when the event's reply was taken charge of (a permission request).
+    bool routeEvent(const QString& sessionID, const QString& eventName, const QJsonObject& json,
+                    bool hookStateChanged, const QDateTime& now,
+                    const std::shared_ptr<HookConnection>& connection, std::optional<qint32> agentPID);
+    void routePreToolUse(const QString& sessionID, const QJsonObject& json, const QDateTime& now,
+                         std::optional<qint32> agentPID);
     void routePermissionRequest(const QString& sessionID, const QJsonObject& json, const QDateTime& now,
-                                const std::shared_ptr<HookConnection>& connection, std::optional<qint32> agentPID);
-    void hold(const PendingPermission& pending, const QJsonObject& input, const ToolCallFingerprint& fingerprint,
-              const QJsonArray& suggestions, const PermissionAgent& agent, std::optional<qint32> agentPID,
+                                const std::shared_ptr<HookConnection>& connection,
+                                std::optional<qint32> agentPID);
+    void hold(const PendingPermission& pending, const QJsonObject& input,
+              const ToolCallFingerprint& fingerprint, const QJsonArray& suggestions,
+              const PermissionAgent& agent, std::optional<qint32> agentPID,
               const std::shared_ptr<HookConnection>& connection);
     void watchClosure(const std::shared_ptr<HookConnection>& connection, const QString& id);
     void connectionClosed(const QString& id, const HookConnection* connection);
-    void releaseAnswered(const HeldRequestRelease::Event& event, const char* reason);
-    void release(const QStringList& ids, const QList<HeldRequestRelease::Held>& among, const char* reason);
+    void releaseAnswered(const HeldRequestRelease::Event& event, const DiagnosticValue& reason);
+    void release(const QStringList& ids, const QList<HeldRequestRelease::Held>& among,
+                 const DiagnosticValue& reason);
     void expire(const QString& id);
     void deadlinePassed(const QString& id);
-    void noteUnansweredQuestion(const QString& sessionID, const QJsonObject& json, const AgentQuestion& question,
-                                const std::optional<QString>& displayTool, const QString& summary,
-                                std::optional<qint32> agentPID, const QDateTime& at);
+    void noteUnansweredQuestion(const QString& sessionID, const QJsonObject& json,
+                                const AgentQuestion& question, const std::optional<QString>& displayTool,
+                                const QString& summary, std::optional<qint32> agentPID, const QDateTime& at);
     void releaseRunningCommands(const QDateTime& now);
-    // Removes a held request and answers it; the request is no longer held afterwards.
+    // Removes a request from the held ones and stops its timer; the caller writes its one reply.
     std::optional<Segurado> takeHeld(const QString& id);
+    static void send(const std::shared_ptr<HookConnection>& connection, const QByteArray& bytes);
     [[nodiscard]] QList<HeldRequestRelease::Held> releaseCandidates() const;
     [[nodiscard]] bool isHeadless(std::optional<qint32> agentPID) const;
     [[nodiscard]] SessionCaption caption(const QString& sessionID) const;

@@ -356,15 +356,24 @@ QList<PendingPermission> AgentEventStore::permissions() const {
 
 QList<PendingPermission> AgentEventStore::pendingPermissions(const QString& agent) const {
     const std::lock_guard lock(m_lock);
+    return pendingPermissionsLocked(&agent);
+}
+
+QList<PendingPermission> AgentEventStore::pendingPermissions() const {
+    const std::lock_guard lock(m_lock);
+    return pendingPermissionsLocked(nullptr);
+}
+
+QList<PendingPermission> AgentEventStore::pendingPermissionsLocked(const QString* agent) const {
     QList<PendingPermission> result;
     for (const PendingPermission& pending : m_permissions) {
-        if (agentLocked(pending.sessionID) == agent) {
+        if (agent == nullptr || agentLocked(pending.sessionID) == *agent) {
             result.append(pending);
         }
     }
     QList<PendingPermission> shown;
     for (const Unheld& entry : m_unheld) {
-        if (agentLocked(entry.request.sessionID) == agent) {
+        if (agent == nullptr || agentLocked(entry.request.sessionID) == *agent) {
             shown.append(entry.request);
         }
     }

@@ -124,6 +124,8 @@ public:
     [[nodiscard]] QList<PendingPermission> permissions() const;
     // Held requests first, in order, then those on show without a hold, oldest first; of one agent.
     [[nodiscard]] QList<PendingPermission> pendingPermissions(const QString& agent) const;
+    // The same for every agent.
+    [[nodiscard]] QList<PendingPermission> pendingPermissions() const;
 
     // Claude Code's own agent list (the operations below are in AgentEventStoreOfficial.cpp).
 
@@ -166,6 +168,7 @@ private:
     void resumeTurnLocked(const QString& sessionID, const QDateTime& at);
     void forgetLocked(const QString& sessionID);
     void capUnheldLocked(const QString& sessionID);
+    [[nodiscard]] QList<PendingPermission> pendingPermissionsLocked(const QString* agent) const;
 
     mutable std::mutex m_lock;
     QHash<QString, AgentLiveState> m_states;

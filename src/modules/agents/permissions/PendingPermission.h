@@ -24,6 +24,11 @@ struct EnumTable<PermissionHost> {
     }};
 };
 
+// The application a request belongs to, if another than the agent's terminal: a session of Claude
+// Desktop, or one started by a program that answers its prompts itself ("--permission-prompt-tool").
+std::optional<PermissionHost> permissionHost(bool isKnownDesktopSession,
+                                             const std::optional<QStringList>& arguments);
+
 // A request of an agent that waits for the user: a tool to allow, a question, or a plan to review.
 struct PendingPermission {
     // The call's "tool_use_id", or a fresh UUID text.

@@ -29,7 +29,9 @@ struct PermissionCommand {
 
     std::variant<Answer, Decide> action;
 
-    static PermissionCommand answer(QString request, int option) { return {Answer{std::move(request), option}}; }
+    static PermissionCommand answer(QString request, int option) {
+        return {Answer{std::move(request), option}};
+    }
     static PermissionCommand decide(QString request, PermissionDecision decision) {
         return {Decide{std::move(request), decision}};
     }

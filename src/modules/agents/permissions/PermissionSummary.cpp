@@ -106,6 +106,37 @@ QString visibleKeystrokes(const QString& chars) {
     return visible;
 }
 
+QStringList permissionFiles(const QString& tool, const QJsonObject& input) {
+    if (tool != QLatin1StringView("apply_patch")) {
+        return {};
+    }
+    const auto patch = json::string(input, QLatin1StringView("command"));
+    return patch ? patchedFiles(*patch) : QStringList();
+}
+
+std::optional<QString> permissionNetworkTarget(const QString& tool, const QJsonObject& input) {
+    if (tool != QLatin1StringView("Bash")) {
+        return std::nullopt;
+    }
+    constexpr QLatin1StringView marker("network-access ");
+    const auto description = json::string(input, QLatin1StringView("description"));
+    if (!description || !description->startsWith(marker)) {
+        return std::nullopt;
+    }
+    QString target = description->sliced(marker.size()).trimmed();
+    if (target.isEmpty()) {
+        return std::nullopt;
+    }
+    return target;
+}
+
+std::optional<QString> permissionPlan(const QString& tool, const QJsonObject& input) {
+    if (tool != QLatin1StringView("ExitPlanMode")) {
+        return std::nullopt;
+    }
+    return json::string(input, QLatin1StringView("plan"));
+}
+
 QString summarizePermission(const QString& tool, const QJsonObject& input) {
     if (tool == QLatin1StringView("apply_patch")) {
         if (const auto patch = json::string(input, QLatin1StringView("command"))) {

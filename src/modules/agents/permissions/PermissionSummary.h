@@ -16,6 +16,16 @@ std::optional<QString> readableTool(const std::optional<QString>& toolName);
 // Empty when the input names nothing recognisable.
 QString summarizePermission(const QString& tool, const QJsonObject& input);
 
+// The files a call touches, for a patch ("apply_patch"); empty for other tools.
+QStringList permissionFiles(const QString& tool, const QJsonObject& input);
+
+// The host a sandboxed command asks to reach: a "Bash" call whose description reads
+// "network-access <host>".
+std::optional<QString> permissionNetworkTarget(const QString& tool, const QJsonObject& input);
+
+// The plan of a request to leave plan mode ("ExitPlanMode").
+std::optional<QString> permissionPlan(const QString& tool, const QJsonObject& input);
+
 // The files a patch adds, updates or deletes, in patch order.
 QStringList patchedFiles(const QString& patch);
 
