@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/records/EnumText.h"
+
 #include <QDateTime>
 #include <QString>
 
@@ -43,6 +45,16 @@ private:
     explicit ChangeSignal(std::vector<Fact> facts)
         : m_facts(std::move(facts)) {}
     std::vector<Fact> m_facts;
+};
+
+template <>
+struct EnumTable<ChangeSignal::Fact::Tone> {
+    static constexpr std::array<std::pair<ChangeSignal::Fact::Tone, const char*>, 4> cases{{
+        {ChangeSignal::Fact::Tone::critical, "critical"},
+        {ChangeSignal::Fact::Tone::attention, "attention"},
+        {ChangeSignal::Fact::Tone::success, "success"},
+        {ChangeSignal::Fact::Tone::info, "info"},
+    }};
 };
 
 } // namespace tessary

@@ -2,11 +2,13 @@
 
 // What a detail panel shows, described as data so that no module holds a view.
 
+#include "core/records/EnumText.h"
 #include "core/records/ProcessLink.h"
 #include "modulekit/GaugeMetric.h"
 
 #include <QDateTime>
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 
 #include <cstdint>
@@ -114,9 +116,36 @@ struct DetailStep {
     std::optional<QString> detail;
     std::optional<QString> note;
     bool operator==(const DetailStep&) const = default;
+
+    // One text line: the name, then the detail and the note where they carry something.
+    [[nodiscard]] QString line() const;
+};
+template <>
+struct EnumTable<DetailStep::State> {
+    static constexpr std::array<std::pair<DetailStep::State, const char*>, 6> cases{{
+        {DetailStep::State::passed, "passed"},
+        {DetailStep::State::running, "running"},
+        {DetailStep::State::failed, "failed"},
+        {DetailStep::State::pending, "pending"},
+        {DetailStep::State::skipped, "skipped"},
+        {DetailStep::State::working, "working"},
+    }};
 };
 
 enum class RoleColor { red, blue, green, yellow, purple, orange, pink, cyan };
+template <>
+struct EnumTable<RoleColor> {
+    static constexpr std::array<std::pair<RoleColor, const char*>, 8> cases{{
+        {RoleColor::red, "red"},
+        {RoleColor::blue, "blue"},
+        {RoleColor::green, "green"},
+        {RoleColor::yellow, "yellow"},
+        {RoleColor::purple, "purple"},
+        {RoleColor::orange, "orange"},
+        {RoleColor::pink, "pink"},
+        {RoleColor::cyan, "cyan"},
+    }};
+};
 
 struct DetailSection {
     enum class Activity { waiting, working, failed };
@@ -142,6 +171,17 @@ struct DetailSection {
     std::optional<RoleColor> swatch;
     std::optional<DetailCommand> revealCommand;
     bool operator==(const DetailSection&) const = default;
+
+    // The lines of a note: the title first, then the subtitle split at line feeds.
+    [[nodiscard]] QStringList noteLines() const;
+};
+template <>
+struct EnumTable<DetailSection::Activity> {
+    static constexpr std::array<std::pair<DetailSection::Activity, const char*>, 3> cases{{
+        {DetailSection::Activity::waiting, "waiting"},
+        {DetailSection::Activity::working, "working"},
+        {DetailSection::Activity::failed, "failed"},
+    }};
 };
 
 struct DetailVariant {
@@ -149,6 +189,13 @@ struct DetailVariant {
     std::vector<DetailSection> sections;
     std::optional<DetailCommand> revealCommand;
     bool operator==(const DetailVariant&) const = default;
+
+    // The section with `id`, searched depth first through the children too.
+    [[nodiscard]] const DetailSection* section(const QString& id) const;
 };
+
+// The commands a section offers, in the order a panel shows them: its own button, then the
+// commands among its further actions.
+[[nodiscard]] std::vector<DetailCommand> commandsOf(const DetailSection& section);
 
 } // namespace tessary

@@ -30,46 +30,7 @@ double mix(double from, double to, double t) {
     return from + (to - from) * t;
 }
 
-QString tabKey(const ModuleSnapshot& module) {
-    return module.group == ModuleGroup::none ? module.id : rawValue(module.group);
-}
-
 } // namespace
-
-NotchTabs NotchTabs::gather(const std::vector<ModuleSnapshot>& modules) {
-    NotchTabs tabs;
-    std::vector<QString> keys;
-    for (std::size_t index = 0; index < modules.size(); ++index) {
-        const ModuleSnapshot& module = modules[index];
-        if (module.group == ModuleGroup::system) {
-            tabs.strip.push_back(static_cast<int>(index));
-            continue;
-        }
-        const QString key = tabKey(module);
-        const auto found = std::find(keys.begin(), keys.end(), key);
-        if (found == keys.end()) {
-            keys.push_back(key);
-            tabs.members.push_back({static_cast<int>(index)});
-        } else {
-            tabs.members[static_cast<std::size_t>(found - keys.begin())].push_back(static_cast<int>(index));
-        }
-    }
-    return tabs;
-}
-
-std::vector<int> NotchTabs::restingMembers(int tab) const {
-    if (tab >= 0 && static_cast<std::size_t>(tab) < members.size()) {
-        return members[static_cast<std::size_t>(tab)];
-    }
-    return tab == 0 && members.empty() ? strip : std::vector<int>{};
-}
-
-int NotchTabs::restingTabCount(RestingTabs restingTabs) const {
-    if (restingTabs == RestingTabs::one) {
-        return 1;
-    }
-    return std::clamp(static_cast<int>(members.size()), 1, 2);
-}
 
 double SurfaceHitTest::openness() const {
     return expansion ? clamp01(*expansion) : (isExpanded ? 1.0 : 0.0);

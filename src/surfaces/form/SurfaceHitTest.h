@@ -7,6 +7,7 @@
 #include "core/records/SurfaceRecords.h"
 #include "core/settings/TessarySettings.h"
 #include "modulekit/ModuleSnapshot.h"
+#include "spatial/notch/NotchArrangement.h"
 #include "surfaces/form/SurfaceForm.h"
 
 #include <QPointF>
@@ -16,22 +17,6 @@
 #include <vector>
 
 namespace tessary {
-
-// The tabs of a docked notch: the members of each tab (indices into the surface's modules) and
-// the system strip. Modules share a tab by their group; an ungrouped module has one of its own.
-struct NotchTabs {
-    std::vector<std::vector<int>> members;
-    std::vector<int> strip;
-    bool operator==(const NotchTabs&) const = default;
-
-    // Tabs in the order their first member appears, members in the order given.
-    [[nodiscard]] static NotchTabs gather(const std::vector<ModuleSnapshot>& modules);
-    // The members that rest in wing `tab` beside the notch: that tab's, or the strip's for the first
-    // wing when there is no tab at all.
-    [[nodiscard]] std::vector<int> restingMembers(int tab) const;
-    // How many wings carry members at rest: at least one, at most two, and one when asked for one.
-    [[nodiscard]] int restingTabCount(RestingTabs restingTabs) const;
-};
 
 struct SurfaceHitTest {
     // Share of a bubble panel's shorter side that the bubble fills at rest and when open.
