@@ -136,7 +136,7 @@ QString stateLine(const AgentSession& session, const std::optional<AgentLiveStat
         parts.append(
             localization.format(u"active %1"_s, ago(session.lastActivity, context.now, localization)));
     }
-    return parts.join(" · "_L1);
+    return parts.join(u" · "_s);
 }
 
 } // namespace
@@ -304,7 +304,7 @@ QString failureSubtitle(const QDateTime& since, const std::optional<QString>& co
     if (!what) {
         return localization.format(u"stopped with an error %1"_s, ago(since, now, localization));
     }
-    return *what + " · "_L1 + ago(since, now, localization);
+    return *what + u" · "_s + ago(since, now, localization);
 }
 
 DetailCommand jumpCommand(const AgentSession& session, const Context& context) {
@@ -368,7 +368,7 @@ std::vector<DetailSection> denialRows(const AgentSession& session, const Session
             line.append(*denial.reason);
         }
         line.append(ago(denial.at, context.now, context.localization));
-        row.subtitle = line.join(" · "_L1);
+        row.subtitle = line.join(u" · "_s);
         row.icon = icon::Symbol{u"nosign"_s};
         rows.push_back(std::move(row));
     }
@@ -420,7 +420,7 @@ std::vector<DetailSection> subagentRows(const AgentSession& session, const Sessi
         }
         line.append(
             localization.format(u"active %1"_s, ago(subagent.lastActivity, context.now, localization)));
-        row.subtitle = line.join(" · "_L1);
+        row.subtitle = line.join(u" · "_s);
         row.badge = AgentSession::contextLabel(subagent.contextTokens, subagent.contextWindow, localization);
         if (subagent.isWorking.value_or(true)) {
             row.activity = DetailSection::Activity::working;
@@ -464,7 +464,7 @@ DetailSection section(const AgentSession& session, const Inputs& inputs, const C
         subtitle.append(session.project);
     }
     subtitle.append(stateLine(session, state, hooks, context));
-    row.subtitle = subtitle.join(" · "_L1);
+    row.subtitle = subtitle.join(u" · "_s);
     if (state) {
         row.activity = mark(state->activity);
     }
@@ -478,7 +478,7 @@ DetailSection section(const AgentSession& session, const Inputs& inputs, const C
         badge.append(
             localization.format(u"%1 subagents"_s, localization.locale().toString(subagents.size())));
     }
-    row.badge = badge.join(" · "_L1);
+    row.badge = badge.join(u" · "_s);
     row.badgeGauge = contextGauge(session, localization);
     row.metrics = metrics(session, context);
     row.swatch = roleColor(session.roleColor);
@@ -504,7 +504,7 @@ DetailSection section(const AgentSession& session, const Inputs& inputs, const C
         footnote.append(*session.origin);
     }
     if (!footnote.isEmpty()) {
-        row.footnote = footnote.join(" · "_L1);
+        row.footnote = footnote.join(u" · "_s);
     }
 
     row.children = std::move(subagents);
