@@ -1,0 +1,132 @@
+#include "services/sessions/ClaudeSessionMonitor.h"
+
+#include "core/diagnostics/DiagnosticLogger.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tessary;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString fixture(const char* name) {
+    return qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/data/claude-transcripts/"_s +
+           QLatin1StringView(name);
+}
+
+// Hides a provider that can be told to see nothing, as a folder being rewritten would.
+class Blinking final : public SessionProvider {
+public:
+    explicit Blinking(std::shared_ptr<const SessionProvider> inner)
+        : m_inner(std::move(inner)) {}
+    SessionFetchResult fetchSessions(int limit) const override {
+        if (blind.load()) {
+            return QList<AgentSession>{};
+        }
+        return m_inner->fetchSessions(limit);
+    }
+    DiagnosticLiteral providerName() const override { return "Blinking"; }
+    std::atomic<bool> blind = false;
+
+private:
+    std::shared_ptr<const SessionProvider> m_inner;
+};
+
+} // namespace
+
+class ClaudeSessionMonitorTest : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    void transcriptsReachTheStore();
+    void configFolderFromTheEnvironment();
+
+private:
+    MonitorServices services() { return {*m_scheduler, *m_runner, m_logger.get()}; }
+    bool lands(const AgentSessionMonitor& monitor) {
+        return QTest::qWaitFor([&] { return !monitor.isReading(); }, 5000);
+    }
+    void copyTranscript(const QString& folder, const char* name, const QString& as) {
+        QVERIFY(QDir().mkpath(folder));
+        QVERIFY(QFile::copy(fixture(name), folder + u'/' + as));
+    }
+
+    std::unique_ptr<QTemporaryDir> m_home;
+    std::unique_ptr<ManualClock> m_clock;
+    std::unique_ptr<ManualScheduler> m_scheduler;
+    std::unique_ptr<ProviderRunner> m_runner;
+    std::unique_ptr<DiagnosticLogger> m_logger;
+    int m_updates = 0;
+};
+
+void ClaudeSessionMonitorTest::init() {
+    m_home = std::make_unique<QTemporaryDir>();
+    m_clock = std::make_unique<ManualClock>(QDateTime::currentDateTimeUtc());
+    m_scheduler = std::make_unique<ManualScheduler>(*m_clock);
+    m_runner = std::make_unique<ProviderRunner>(2);
+    m_logger = std::make_unique<DiagnosticLogger>(*m_clock, QTimeZone::utc(), nullptr);
+    m_updates = 0;
+    qunsetenv("CLAUDE_CONFIG_DIR");
+}
+
+void ClaudeSessionMonitorTest::cleanup() {
+    m_runner.reset();
+    qunsetenv("CLAUDE_CONFIG_DIR");
+}
+
+void ClaudeSessionMonitorTest::transcriptsReachTheStore() {
+    const QString projects = m_home->path() + u"/.claude/projects/-home-marco-projects-spotter"_s;
+    copyTranscript(projects, "short.jsonl", u"55604662-cf2a-4331-851a-ec234028f8ca.jsonl"_s);
+    auto blinking = std::make_shared<Blinking>(ClaudeSessionMonitoring::source(m_home->path(), *m_clock));
+    SessionStore store;
+    const auto monitor =
+        ClaudeSessionMonitoring::monitor(blinking, store, services(), [this] { ++m_updates; });
+    QCOMPARE(monitor->name(), DiagnosticLiteral("claudeSessions"));
+    monitor->start();
+    QVERIFY(lands(*monitor));
+    QCOMPARE(store.sessions().size(), 1);
+    QCOMPARE(store.sessions().first().project, u"spotter"_s);
+    QCOMPARE(m_updates, 1);
+    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(45));
+
+    // Two empty readings in a row are set aside, at the shorter period; the third is believed.
+    blinking->blind = true;
+    for (int empty = 1; empty <= 2; ++empty) {
+        QVERIFY(m_scheduler->advanceToNext());
+        QVERIFY(lands(*monitor));
+        QCOMPARE(store.sessions().size(), 1);
+        QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(5));
+    }
+    QVERIFY(m_logger->recentLines().join(u'\n').contains(u"empty"_s));
+    blinking->blind = false;
+    QVERIFY(m_scheduler->advanceToNext());
+    QVERIFY(lands(*monitor));
+    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(45));
+
+    // The folder really emptied: gone after three readings.
+    QVERIFY(QDir(projects).removeRecursively());
+    for (int reading = 1; reading <= 3; ++reading) {
+        QVERIFY(m_scheduler->advanceToNext());
+        QVERIFY(lands(*monitor));
+        QCOMPARE(store.isEmpty(), reading == 3);
+    }
+    monitor->stop();
+}
+
+void ClaudeSessionMonitorTest::configFolderFromTheEnvironment() {
+    const QString elsewhere = m_home->path() + u"/claude-config"_s;
+    copyTranscript(elsewhere + u"/projects/p"_s, "tool_heavy.jsonl", u"t.jsonl"_s);
+    qputenv("CLAUDE_CONFIG_DIR", QFile::encodeName(elsewhere));
+    const auto source = ClaudeSessionMonitoring::source(m_home->path(), *m_clock);
+    const SessionFetchResult result = source->fetchSessions(5);
+    QVERIFY(std::holds_alternative<QList<AgentSession>>(result));
+    QCOMPARE(std::get<QList<AgentSession>>(result).size(), 1);
+}
+
+QTEST_GUILESS_MAIN(ClaudeSessionMonitorTest)
+#include "ClaudeSessionMonitorTest.moc"
