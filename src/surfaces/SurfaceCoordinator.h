@@ -52,7 +52,7 @@ public:
     [[nodiscard]] SurfaceHitTest hitTest(bool isExpanded) const;
     [[nodiscard]] SurfaceHitTest currentHitTest() const;
     // While notch editing holds surfaces still, hover and drag do nothing.
-    void setInteractionPaused(bool paused);
+    void setInteractionPaused(bool paused) override;
 
     [[nodiscard]] const QString& key() const { return m_key; }
     [[nodiscard]] SurfacePanel& panel() const { return *m_panel; }

@@ -32,6 +32,8 @@ public:
     virtual void hide() = 0;
     virtual void bringToFront() = 0;
     virtual void applyPresentation(const SurfacePresentation& presentation) = 0;
+    // While the notch is being edited, surfaces hold still: hover and drag do nothing.
+    virtual void setInteractionPaused(bool paused) { Q_UNUSED(paused); }
 };
 
 using SurfaceFactory =

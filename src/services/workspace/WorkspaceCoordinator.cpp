@@ -7,6 +7,8 @@
 #include "spatial/engine/SpatialConfiguration.h"
 #include "spatial/workspace/SurfaceShapeResolver.h"
 
+#include <QFutureWatcher>
+
 #include <algorithm>
 #include <cmath>
 
@@ -27,17 +29,6 @@ QStringList idsOf(const std::vector<ModuleSnapshot>& modules) {
         ids.append(module.id);
     }
     return ids;
-}
-
-// Resting form of the docked widgets: a display whose notch (real or stand-in) starts at the very top
-// rests as a strip; a notch below the top hides its tabs until something signals.
-NotchRestingForm restingForm(RestingStyle style, const DisplaySnapshot& display) {
-    if (style == RestingStyle::strip) {
-        return NotchRestingForm::strip;
-    }
-    return display.effectiveNotchFrame().top() <= display.visibleFrame.top()
-               ? NotchRestingForm::strip
-               : NotchRestingForm::hiddenUntilSignal;
 }
 
 // Where no drawing exists (a build or a test without surfaces), states go nowhere.
@@ -85,6 +76,7 @@ void WorkspaceCoordinator::stop() {
     m_systemEvents.stop();
     m_deps.model.setMonitoring(false);
     m_displayedPlacements.clear();
+    endNotchEditing();
     hideAllSurfaces();
 }
 
@@ -122,7 +114,126 @@ void WorkspaceCoordinator::moduleDataChanged() {
 }
 
 void WorkspaceCoordinator::perform(const DetailCommand& command) {
-    m_deps.bus.perform(command).then(this, [this] { refresh(false); });
+    if (const auto permission = PermissionCommand::fromText(command.id)) {
+        if (m_permissionCommandHandler) {
+            m_permissionCommandHandler(*permission);
+        }
+        return;
+    }
+    const QString id = command.id;
+    m_runningCommands.insert(id);
+    if (m_detailPanel != nullptr) {
+        m_detailPanel->setRunningCommands(m_runningCommands);
+    }
+    // A watcher rather than a continuation: it goes with the loop, so a command that ends after the
+    // loop has gone reaches nothing.
+    auto* watcher = new QFutureWatcher<void>(this);
+    connect(watcher, &QFutureWatcher<void>::finished, this, [this, watcher, id] {
+        watcher->deleteLater();
+        m_runningCommands.remove(id);
+        if (m_detailPanel != nullptr) {
+            m_detailPanel->setRunningCommands(m_runningCommands);
+        }
+        refresh(false);
+    });
+    watcher->setFuture(m_deps.bus.perform(command));
+}
+
+void WorkspaceCoordinator::setDetailPanel(DetailPanelLink* panel) {
+    m_detailPanel = panel;
+    if (panel == nullptr) {
+        return;
+    }
+    panel->setLinkCallbacks({[this](const DetailCommand& command) { perform(command); },
+                             [this](const QString& moduleID) { detailOpened(moduleID); }});
+    panel->setRunningCommands(m_runningCommands);
+}
+
+void WorkspaceCoordinator::setNotchEditor(NotchEditor* editor) {
+    if (m_notchEditor != nullptr && m_notchEditor != editor) {
+        m_notchEditor->hideEditor();
+    }
+    m_notchEditor = editor;
+    if (editor == nullptr) {
+        return;
+    }
+    editor->setEditorCallbacks({[this](const NotchPreferences& edited) { saveNotchPreferences(edited); },
+                                [this] { endNotchEditing(); }});
+}
+
+void WorkspaceCoordinator::detailOpened(const QString& moduleID) {
+    m_acknowledgements.acknowledge(moduleID, m_deps.clock.now());
+    refresh(false);
+}
+
+void WorkspaceCoordinator::beginNotchEditing(const QString& displayID) {
+    m_editingNotchDisplayID = displayID;
+    for (auto& [key, surface] : m_surfaces) {
+        surface->setInteractionPaused(true);
+    }
+    syncNotchEditing();
+}
+
+void WorkspaceCoordinator::endNotchEditing() {
+    if (!m_editingNotchDisplayID) {
+        return;
+    }
+    m_editingNotchDisplayID.reset();
+    for (auto& [key, surface] : m_surfaces) {
+        surface->setInteractionPaused(false);
+    }
+    if (m_notchEditor != nullptr) {
+        m_notchEditor->hideEditor();
+    }
+}
+
+void WorkspaceCoordinator::syncNotchEditing() {
+    if (!m_editingNotchDisplayID) {
+        return;
+    }
+    const auto docked = m_dockedNotches.constFind(*m_editingNotchDisplayID);
+    if (docked == m_dockedNotches.constEnd()) {
+        endNotchEditing(); // the notch it edited has gone
+        return;
+    }
+    if (m_notchEditor == nullptr) {
+        return;
+    }
+    const TessarySettings& settings = m_deps.settingsStore.settings();
+    NotchEditor::Content content;
+    content.notch = docked->notch;
+    content.preferences = settings.notch;
+    // The editor lists every docked module, the hidden ones too: the loop's members leave those out.
+    std::vector<ModuleSnapshot> all;
+    for (const ModuleSnapshot& snapshot : m_deps.bus.rankedSnapshots(m_deps.clock.now())) {
+        if (settings.isWidgetEnabled(snapshot.id, *m_editingNotchDisplayID)) {
+            all.push_back(snapshot);
+            content.titles.insert(snapshot.id, snapshot.variants.compact.title);
+        }
+    }
+    content.tabs = NotchArrangement::editingTabs(all, settings.notch, true);
+    m_notchEditor->showEditor(content);
+}
+
+void WorkspaceCoordinator::saveNotchPreferences(const NotchPreferences& preferences) {
+    TessarySettings settings = m_deps.settingsStore.settings();
+    if (settings.notch == preferences) {
+        return;
+    }
+    settings.notch = preferences;
+    m_deps.settingsStore.setSettings(settings);
+    applyPresentationSettings();
+    refresh(true);
+}
+
+void WorkspaceCoordinator::publishNotchArrivalOrder() {
+    QStringList ids;
+    for (const DockedNotch& docked : m_dockedNotches) {
+        for (const ModuleSnapshot& member : docked.members) {
+            ids.append(member.id);
+        }
+    }
+    m_deps.model.setNotchArrivalOrder(NotchArrangement::arrivalOrder(ids, m_deps.model.notchArrivalOrder()));
 }
 
 void WorkspaceCoordinator::applyPresentationSettings() {
@@ -160,6 +271,8 @@ void WorkspaceCoordinator::runRefresh(bool userInitiated) {
     if (!read) {
         m_deps.model.setLastError(localization.text(u"Could not read the displays."_s));
         m_displayedPlacements.clear();
+        m_dockedNotches.clear();
+        syncNotchEditing();
         hideAllSurfaces();
         return;
     }
@@ -220,7 +333,9 @@ void WorkspaceCoordinator::runRefresh(bool userInitiated) {
     }
 
     // 14. The ranked snapshots of the active display go to the model.
-    const std::vector<ModuleSnapshot> ranked = m_deps.bus.rankedSnapshots(now);
+    // What the user has already seen of a change signal stays off the surfaces.
+    const std::vector<ModuleSnapshot> ranked =
+        m_acknowledgements.visible(m_deps.bus.rankedSnapshots(now), now);
     std::vector<ModuleSnapshot> forModel;
     std::copy_if(ranked.cbegin(), ranked.cend(), std::back_inserter(forModel), [&](const ModuleSnapshot& s) {
         return settings.isWidgetEnabled(s.id, workspace.activeDisplay.id);
@@ -228,6 +343,7 @@ void WorkspaceCoordinator::runRefresh(bool userInitiated) {
     m_deps.model.setModuleSnapshots(forModel);
 
     // 15. Show what each display carries.
+    m_dockedNotches.clear();
     QSet<QString> shown;
     bool hasDockedNotch = false;
     std::optional<QString> notchDisplayID;
@@ -264,6 +380,8 @@ void WorkspaceCoordinator::runRefresh(bool userInitiated) {
     hideSurfaces(shown);
     m_deps.model.setHasDockedNotch(hasDockedNotch);
     m_deps.model.setNotchDisplayID(notchDisplayID);
+    syncNotchEditing();
+    publishNotchArrivalOrder();
 }
 
 QStringList WorkspaceCoordinator::targetDisplays(const WorkspaceSnapshot& workspace,
@@ -416,7 +534,8 @@ SurfaceViewState WorkspaceCoordinator::viewState(std::vector<ModuleSnapshot> mod
     state.isHovered = m_hoveredSurfaceKey == key;
     state.reducesMotion = context.settings.reducesMotion;
     state.notchRestingTabs = context.settings.notch.restingTabs;
-    state.notchRestingForm = restingForm(context.settings.notch.restingStyle, context.display);
+    state.notchRestingForm =
+        NotchArrangement::restingForm(context.settings.notch.restingStyle, context.display);
     return state;
 }
 
@@ -424,7 +543,8 @@ QStringList WorkspaceCoordinator::showBubbles(const std::vector<ModuleSnapshot>&
                                               const SurfacePlacement& placement,
                                               const RenderContext& context) {
     const DisplaySnapshot& display = context.display;
-    // System widgets stand apart, in a fixed order; at most six others take part, in rank order.
+    // At most six widgets take part in rank order; the system widgets come after them in a fixed
+    // order and don't count towards the six. Each stands as its own bubble until it fuses.
     std::vector<ModuleSnapshot> system;
     std::vector<ModuleSnapshot> bubbles;
     for (const ModuleSnapshot& module : modules) {
@@ -434,6 +554,7 @@ QStringList WorkspaceCoordinator::showBubbles(const std::vector<ModuleSnapshot>&
     if (bubbles.size() > static_cast<size_t>(maximumBubbles)) {
         bubbles.resize(maximumBubbles);
     }
+    bubbles.insert(bubbles.end(), system.cbegin(), system.cend());
 
     const QSizeF size = placement.frame.size();
     std::vector<std::optional<QRectF>> saved;
@@ -459,7 +580,11 @@ QStringList WorkspaceCoordinator::showBubbles(const std::vector<ModuleSnapshot>&
         }
         const QString key = SurfaceKey::make(idsOf(members), display.id);
         if (std::holds_alternative<grouping::Notch>(group.grouping)) {
-            members.insert(members.end(), system.cbegin(), system.cend());
+            members = NotchArrangement::arranged(members, context.settings.notch);
+            m_dockedNotches.insert(display.id, DockedNotch{notch, members});
+            if (members.empty()) {
+                continue; // everything in it is hidden from the notch
+            }
         }
         SurfacePlacement groupPlacement = placement;
         groupPlacement.frame = group.frame;
@@ -541,10 +666,18 @@ Surface& WorkspaceCoordinator::surface(const QString& key) {
             surfaceMoved(key, placement, frame);
         };
         callbacks.onHoverChanged = [this, key](bool hovering) { hoverChanged(key, hovering); };
-        callbacks.canEditNotch = [] { return false; };
+        callbacks.canEditNotch = [this, key] {
+            return std::holds_alternative<grouping::Notch>(m_composition.value(key).grouping);
+        };
+        callbacks.onEditNotchRequested = [this, key] {
+            if (const auto parts = SurfaceKey::parse(key)) {
+                beginNotchEditing(parts->displayID);
+            }
+        };
         std::unique_ptr<Surface> made = m_deps.makeSurface ? m_deps.makeSurface(key, std::move(callbacks))
                                                            : std::make_unique<HiddenSurface>();
         made->applyPresentation(m_presentation);
+        made->setInteractionPaused(m_editingNotchDisplayID.has_value());
         found = m_surfaces.emplace(key, std::move(made)).first;
     }
     return *found->second;

@@ -4,8 +4,12 @@
 #include "core/settings/SettingsStore.h"
 #include "core/settings/SurfacePositionStore.h"
 #include "modulekit/ModuleEventBus.h"
+#include "modulekit/SignalAcknowledgements.h"
+#include "modules/agents/permissions/PermissionCommand.h"
 #include "services/monitoring/Scheduler.h"
 #include "services/workspace/AppModel.h"
+#include "services/workspace/DetailPanelLink.h"
+#include "services/workspace/NotchEditor.h"
 #include "services/workspace/Surface.h"
 #include "services/workspace/SystemEventObserver.h"
 #include "spatial/engine/PlacementStabilizer.h"
@@ -77,8 +81,31 @@ public:
     void settingsChanged();
     // A monitor has new data: the next refresh tells the modules, and it comes at once.
     void moduleDataChanged();
-    // Runs a module's command from a detail panel, then refreshes.
+    // Runs a command from the detail panel. A permission command goes to the permission handler
+    // (the card's path); any other goes to its module through the bus, marked as running on the
+    // panel until it ends, and then the loop refreshes.
     void perform(const DetailCommand& command);
+    // Where permission commands go; without a handler they are dropped, never sent to a module.
+    void setPermissionCommandHandler(std::function<void(const PermissionCommand&)> handler) {
+        m_permissionCommandHandler = std::move(handler);
+    }
+    // The shared detail panel: its commands come here, and opening a module's detail acknowledges
+    // that module's change signal.
+    void setDetailPanel(DetailPanelLink* panel);
+    // The editor of the notch's order, shown while notch editing is on.
+    void setNotchEditor(NotchEditor* editor);
+    // The user opened the detail of `moduleID`: what its signal says now has been seen.
+    void detailOpened(const QString& moduleID);
+    [[nodiscard]] const SignalAcknowledgements& acknowledgements() const { return m_acknowledgements; }
+    [[nodiscard]] const QSet<QString>& runningCommands() const { return m_runningCommands; }
+
+    // Notch editing: surfaces hold still and the editor shows under the display's notch. It ends by
+    // itself when that display no longer has a docked notch.
+    void beginNotchEditing(const QString& displayID);
+    void endNotchEditing();
+    [[nodiscard]] const std::optional<QString>& editingNotchDisplayID() const {
+        return m_editingNotchDisplayID;
+    }
     // Called once per paced cycle, ahead of the refresh (the hook listener's timers run on it).
     void setOnCycle(std::function<void(const QDateTime& now)> onCycle) { m_onCycle = std::move(onCycle); }
 
@@ -130,6 +157,9 @@ private:
     Surface& surface(const QString& key);
     void hideSurfaces(const QSet<QString>& except);
     void hideAllSurfaces();
+    void syncNotchEditing();
+    void publishNotchArrivalOrder();
+    void saveNotchPreferences(const NotchPreferences& preferences);
 
     Dependencies m_deps;
     SpatialEngine m_engine;
@@ -155,6 +185,18 @@ private:
     bool m_refreshAgainUserInitiated = false;
     ScheduledCall m_nextCycle;
     std::function<void(const QDateTime&)> m_onCycle;
+    std::function<void(const PermissionCommand&)> m_permissionCommandHandler;
+    DetailPanelLink* m_detailPanel = nullptr;
+    NotchEditor* m_notchEditor = nullptr;
+    SignalAcknowledgements m_acknowledgements;
+    QSet<QString> m_runningCommands;
+    std::optional<QString> m_editingNotchDisplayID;
+    // The docked notch of each display in this pass: its stand-in area and its members in order.
+    struct DockedNotch {
+        QRectF notch;
+        std::vector<ModuleSnapshot> members;
+    };
+    QMap<QString, DockedNotch> m_dockedNotches;
     SurfacePresentation m_presentation;
 };
 

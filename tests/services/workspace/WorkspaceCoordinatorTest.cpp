@@ -4,6 +4,7 @@
 #include "platform/workspace/fake/FakeWorkspaceReader.h"
 #include "services/workspace/SurfaceKey.h"
 
+#include <QPromise>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -42,9 +43,70 @@ private:
     const Clock& m_clock;
 };
 
+// A module with a change signal whose commands finish when the test says so.
+class CommandModule final : public CorvaneModule {
+public:
+    CommandModule(QString id, QDateTime factSince, const Clock& clock)
+        : m_id(std::move(id))
+        , m_factSince(std::move(factSince))
+        , m_clock(clock) {}
+    QString id() const override { return m_id; }
+    QString displayName() const override { return m_id; }
+    QString summary() const override { return {}; }
+    std::optional<ModuleSnapshot> handle(HostEvent, const ModuleContext&) override {
+        ++handled;
+        ModuleSnapshot snapshot;
+        snapshot.id = m_id;
+        snapshot.state = ModuleState::attention;
+        snapshot.generatedAt = m_clock.now();
+        snapshot.variants.compact = {m_id, u"1"_s, u"circle"_s};
+        snapshot.variants.signal = ChangeSignal::make(
+            {{u"stopped"_s, ChangeSignal::Fact::Tone::attention, u"a server stopped"_s, m_factSince}});
+        return snapshot;
+    }
+    QFuture<void> perform(const DetailCommand& command) override {
+        performed.append(command.id);
+        promises.push_back(std::make_unique<QPromise<void>>());
+        promises.back()->start();
+        return promises.back()->future();
+    }
+    void finishAll() {
+        for (auto& promise : promises) {
+            promise->finish();
+        }
+        QCoreApplication::processEvents(); // continuations run on the coordinator's thread
+    }
+    QStringList performed;
+    std::vector<std::unique_ptr<QPromise<void>>> promises;
+    int handled = 0;
+
+private:
+    QString m_id;
+    QDateTime m_factSince;
+    const Clock& m_clock;
+};
+
+class RecordingDetailPanel final : public DetailPanelLink {
+public:
+    void setLinkCallbacks(Callbacks given) override { callbacks = std::move(given); }
+    void setRunningCommands(const QSet<QString>& ids) override { running = ids; }
+    Callbacks callbacks;
+    QSet<QString> running;
+};
+
+class RecordingNotchEditor final : public NotchEditor {
+public:
+    void setEditorCallbacks(Callbacks given) override { callbacks = std::move(given); }
+    void showEditor(const Content& given) override { content = given; }
+    void hideEditor() override { content.reset(); }
+    Callbacks callbacks;
+    std::optional<Content> content;
+};
+
 struct SurfaceLog {
     QMap<QString, SurfaceViewState> shown; // visible surfaces and their last state
     QMap<QString, SurfaceCallbacks> callbacks;
+    QSet<QString> paused;
     int made = 0;
 };
 
@@ -53,6 +115,13 @@ public:
     RecordingSurface(QString key, SurfaceLog& log)
         : m_key(std::move(key))
         , m_log(log) {}
+    void setInteractionPaused(bool paused) override {
+        if (paused) {
+            m_log.paused.insert(m_key);
+        } else {
+            m_log.paused.remove(m_key);
+        }
+    }
     void show(const SurfaceViewState& state) override { m_log.shown.insert(m_key, state); }
     void hide() override { m_log.shown.remove(m_key); }
     void bringToFront() override {}
@@ -146,6 +215,14 @@ private slots:
     void fullScreenActiveWindowHidesWhenAsked();
     void disabledWidgetIsNotShown();
     void stopHidesEverything();
+    void commandRouting_data();
+    void commandRouting();
+    void moduleCommandRunsUntilItEndsThenRefreshes();
+    void openingTheDetailAcknowledgesTheSignal();
+    void systemWidgetsStandAsTheirOwnBubbles();
+    void notchFollowsTheSavedArrangement();
+    void notchEditingShowsTheEditorAndSavesEdits();
+    void notchEditingEndsWhenTheNotchGoes();
 };
 
 void WorkspaceCoordinatorTest::firstTickRaisesHostStartedThenNothing() {
@@ -221,7 +298,8 @@ void WorkspaceCoordinatorTest::atMostSixBubblesAndSystemWidgetsDoNotCount() {
     rig.make();
     rig.coordinator->start();
     const QStringList shown = rig.bubbleModules();
-    QCOMPARE(shown, (QStringList{u"m1"_s, u"m2"_s, u"m3"_s, u"m4"_s, u"m5"_s, u"m6"_s}));
+    // The system widget is shown beside the six.
+    QCOMPARE(shown, (QStringList{u"cpu"_s, u"m1"_s, u"m2"_s, u"m3"_s, u"m4"_s, u"m5"_s, u"m6"_s}));
 }
 
 void WorkspaceCoordinatorTest::automaticModeFusesEverythingIntoTheNotch() {
@@ -233,10 +311,11 @@ void WorkspaceCoordinatorTest::automaticModeFusesEverythingIntoTheNotch() {
     rig.coordinator->start();
     QCOMPARE(rig.surfaces.shown.size(), 1);
     const QString key = rig.surfaces.shown.firstKey();
-    QCOMPARE(key, u"fundido:claude|github@A"_s);
+    QCOMPARE(key, u"fundido:claude|cpu|github@A"_s);
     const SurfaceViewState state = rig.surfaces.shown.first();
     QVERIFY(std::holds_alternative<grouping::Notch>(state.grouping));
-    QCOMPARE(state.modules.size(), size_t(3)); // the system widget joins the notch
+    QCOMPARE(state.modules.size(), size_t(3)); // the system widget joins the notch, in the strip
+    QCOMPARE(state.modules.back().id, u"cpu"_s);
     QVERIFY(rig.model.hasDockedNotch());
     QCOMPARE(rig.model.notchDisplayID(), std::optional(u"A"_s));
 }
@@ -382,6 +461,169 @@ void WorkspaceCoordinatorTest::stopHidesEverything() {
     const int reads = rig.reader.reads;
     rig.scheduler.advance(10);
     QCOMPARE(rig.reader.reads, reads);
+}
+
+void WorkspaceCoordinatorTest::commandRouting_data() {
+    QTest::addColumn<QString>("commandID");
+    QTest::addColumn<bool>("toPermissions");
+    QTest::newRow("a decision on a request") << u"permission:decide:allow:req-1"_s << true;
+    QTest::newRow("an answer to a question") << u"permission:answer:2:req-1"_s << true;
+    QTest::newRow("a module's own command") << u"stop:local-3000"_s << false;
+    QTest::newRow("prefix only, not a permission command") << u"permissions-list"_s << false;
+}
+
+void WorkspaceCoordinatorTest::commandRouting() {
+    QFETCH(QString, commandID);
+    QFETCH(bool, toPermissions);
+    Rig rig;
+    auto module = std::make_shared<CommandModule>(u"ports"_s, rig.clock.now(), rig.clock);
+    rig.bus.registerModule(module);
+    rig.make();
+    QList<PermissionCommand> toCard;
+    rig.coordinator->setPermissionCommandHandler(
+        [&](const PermissionCommand& command) { toCard.append(command); });
+    RecordingDetailPanel panel;
+    rig.coordinator->setDetailPanel(&panel);
+    rig.coordinator->start();
+
+    panel.callbacks.onCommand(DetailCommand{commandID, u"ports"_s, u"Do"_s});
+    QCOMPARE(toCard.size(), toPermissions ? 1 : 0);
+    QCOMPARE(module->performed, toPermissions ? QStringList{} : QStringList{commandID});
+    if (toPermissions) {
+        QCOMPARE(toCard.first().text(), commandID);
+        QVERIFY(panel.running.isEmpty()); // the card answers; nothing runs on the panel
+    }
+}
+
+void WorkspaceCoordinatorTest::moduleCommandRunsUntilItEndsThenRefreshes() {
+    Rig rig;
+    auto module = std::make_shared<CommandModule>(u"ports"_s, rig.clock.now(), rig.clock);
+    rig.bus.registerModule(module);
+    rig.make();
+    RecordingDetailPanel panel;
+    rig.coordinator->setDetailPanel(&panel);
+    rig.coordinator->start();
+    // Without a permission handler, a permission command is dropped rather than sent to a module.
+    rig.coordinator->perform(DetailCommand{u"permission:decide:deny:r"_s, u"ports"_s, u"Deny"_s});
+    QVERIFY(module->performed.isEmpty());
+
+    rig.coordinator->perform(DetailCommand{u"stop:a"_s, u"ports"_s, u"Stop"_s});
+    rig.coordinator->perform(DetailCommand{u"stop:b"_s, u"ports"_s, u"Stop"_s});
+    QCOMPARE(panel.running, (QSet<QString>{u"stop:a"_s, u"stop:b"_s}));
+    const int reads = rig.reader.reads;
+    module->finishAll();
+    QTRY_VERIFY(panel.running.isEmpty());
+    QVERIFY(rig.reader.reads > reads); // the loop refreshed to show the outcome
+}
+
+void WorkspaceCoordinatorTest::openingTheDetailAcknowledgesTheSignal() {
+    Rig rig;
+    const QDateTime factSince = rig.clock.now();
+    auto module = std::make_shared<CommandModule>(u"ports"_s, factSince, rig.clock);
+    rig.bus.registerModule(module);
+    rig.setMode(PlacementMode::floatingChip);
+    rig.make();
+    RecordingDetailPanel panel;
+    rig.coordinator->setDetailPanel(&panel);
+    rig.coordinator->start();
+    QVERIFY(rig.surfaces.shown.value(u"ports@A"_s).modules.front().variants.signal);
+
+    rig.clock.advance(5);
+    panel.callbacks.onOpened(u"ports"_s);
+    QCOMPARE(rig.coordinator->acknowledgements().acknowledgedAt(u"ports"_s), std::optional(rig.clock.now()));
+    QVERIFY(!rig.surfaces.shown.value(u"ports@A"_s).modules.front().variants.signal);
+    QVERIFY(!rig.model.moduleSnapshots().front().variants.signal);
+    // The module still says so: only what was seen is hidden.
+    QVERIFY(rig.bus.latestSnapshots().value(u"ports"_s).variants.signal);
+}
+
+void WorkspaceCoordinatorTest::systemWidgetsStandAsTheirOwnBubbles() {
+    Rig rig;
+    rig.add(u"local.services"_s, ModuleGroup::code);
+    rig.add(u"system.cpu"_s, ModuleGroup::system, ModuleState::quiet);
+    rig.add(u"system.memory"_s, ModuleGroup::system, ModuleState::quiet);
+    rig.setMode(PlacementMode::floatingChip);
+    rig.make();
+    rig.coordinator->start();
+    QStringList keys = rig.surfaces.shown.keys();
+    keys.sort();
+    QCOMPARE(keys, (QStringList{u"local.services@A"_s, u"system.cpu@A"_s, u"system.memory@A"_s}));
+    for (const SurfaceViewState& state : rig.surfaces.shown) {
+        QVERIFY(std::holds_alternative<grouping::Bubble>(state.grouping));
+        QCOMPARE(state.modules.size(), size_t(1));
+    }
+}
+
+void WorkspaceCoordinatorTest::notchFollowsTheSavedArrangement() {
+    Rig rig;
+    rig.add(u"claude"_s, ModuleGroup::agents, ModuleState::quiet);
+    rig.add(u"codex"_s, ModuleGroup::agents, ModuleState::critical);
+    rig.add(u"github"_s, ModuleGroup::code);
+    rig.add(u"cpu"_s, ModuleGroup::system);
+    TessarySettings settings = rig.settings.settings();
+    settings.notch.tabOrder = {u"code"_s};
+    settings.notch.hiddenInNotch = {u"claude"_s};
+    rig.settings.setSettings(settings);
+    rig.make();
+    rig.coordinator->start();
+    QCOMPARE(rig.surfaces.shown.size(), 1);
+    QStringList ids;
+    for (const ModuleSnapshot& module : rig.surfaces.shown.first().modules) {
+        ids.append(module.id);
+    }
+    QCOMPARE(ids, (QStringList{u"github"_s, u"codex"_s, u"cpu"_s}));
+    QCOMPARE(rig.model.notchArrivalOrder(), ids);
+}
+
+void WorkspaceCoordinatorTest::notchEditingShowsTheEditorAndSavesEdits() {
+    Rig rig;
+    rig.add(u"claude"_s, ModuleGroup::agents);
+    rig.add(u"codex"_s, ModuleGroup::agents);
+    rig.add(u"github"_s, ModuleGroup::code);
+    rig.make();
+    RecordingNotchEditor editor;
+    rig.coordinator->setNotchEditor(&editor);
+    rig.coordinator->start();
+    const QString key = rig.surfaces.shown.firstKey();
+    const SurfaceCallbacks callbacks = rig.surfaces.callbacks.value(key);
+    QVERIFY(callbacks.canEditNotch());
+    callbacks.onEditNotchRequested();
+
+    QCOMPARE(rig.coordinator->editingNotchDisplayID(), std::optional(u"A"_s));
+    QVERIFY(rig.surfaces.paused.contains(key));
+    QVERIFY(editor.content);
+    QCOMPARE(editor.content->tabs.size(), size_t(2));
+    QCOMPARE(editor.content->titles.value(u"codex"_s), u"codex"_s);
+
+    // Hiding a module in the editor saves it and the notch redraws without it; the editor keeps
+    // listing it so that it can be shown again.
+    editor.callbacks.onChange(NotchArrangement::togglingHidden(editor.content->preferences, u"codex"_s));
+    QCOMPARE(rig.settings.settings().notch.hiddenInNotch, QSet<QString>{u"codex"_s});
+    QCOMPARE(rig.surfaces.shown.first().modules.size(), size_t(2));
+    QVERIFY(editor.content->tabs.front().ids.contains(u"codex"_s));
+
+    editor.callbacks.onDone();
+    QVERIFY(!rig.coordinator->editingNotchDisplayID());
+    QVERIFY(!editor.content);
+    QVERIFY(rig.surfaces.paused.isEmpty());
+}
+
+void WorkspaceCoordinatorTest::notchEditingEndsWhenTheNotchGoes() {
+    Rig rig;
+    rig.add(u"claude"_s, ModuleGroup::agents);
+    rig.add(u"github"_s, ModuleGroup::code);
+    rig.make();
+    RecordingNotchEditor editor;
+    rig.coordinator->setNotchEditor(&editor);
+    rig.coordinator->start();
+    rig.coordinator->beginNotchEditing(u"A"_s);
+    QVERIFY(editor.content);
+    // Bubbles in the corners are no notch: nothing to edit any more.
+    rig.setMode(PlacementMode::floatingChip);
+    rig.coordinator->settingsChanged();
+    QVERIFY(!rig.coordinator->editingNotchDisplayID());
+    QVERIFY(!editor.content);
+    QVERIFY(!rig.surfaces.callbacks.first().canEditNotch());
 }
 
 QTEST_GUILESS_MAIN(WorkspaceCoordinatorTest)
