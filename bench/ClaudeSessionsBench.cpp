@@ -1,0 +1,181 @@
+// The Claude session monitor reads ~/.claude/projects every 45 seconds. A user's history there grows
+// to thousands of transcripts of megabytes each, so a poll must cost what the number of files
+// costs (one directory walk), not what their size costs: only the newest 20 transcripts are read,
+// each through a bounded tail and head, and a poll in which nothing changed reads no file at all.
+//
+// The benchmark writes 1,000 transcripts of 2 MB (and of 10 MB) in 50 project folders, with a
+// subagent transcript beside every tenth. Each file holds real transcript lines at its head (64 KiB)
+// and its tail (512 KiB); the part between is left as a hole in a sparse file, since no reader ever
+// reaches it and writing 10 GB for each run would measure the disk, not the reader.
+//
+//   ColdPoll: a new provider each time, nothing kept from an earlier poll.
+//   WarmPoll: the same provider polled again with nothing changed.
+//   OneFileChanged: one transcript is appended to between two polls.
+
+#include "modules/sessions/ClaudeSessionFileProvider.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+#include <map>
+#include <memory>
+
+using namespace tessary;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int fileCount = 1000;
+constexpr int projectCount = 50;
+constexpr qint64 headBytes = 64 * 1024;
+constexpr qint64 tailBytes = 512 * 1024;
+
+QByteArray line(int index, const QString& session) {
+    const QString text =
+        u"Step %1: read the module, run the tests and report what failed and why."_s.arg(index);
+    QJsonObject message{
+        {"model"_L1, "claude-opus-4-6"_L1},
+        {"role"_L1, "assistant"_L1},
+        {"content"_L1, QJsonArray{QJsonObject{{"type"_L1, "text"_L1}, {"text"_L1, text.repeated(12)}},
+                                  QJsonObject{{"type"_L1, "tool_use"_L1}, {"name"_L1, "Bash"_L1}}}},
+        {"usage"_L1, QJsonObject{{"input_tokens"_L1, 3},
+                                 {"cache_creation_input_tokens"_L1, 1000 + index},
+                                 {"cache_read_input_tokens"_L1, 40'000},
+                                 {"output_tokens"_L1, 300}}}};
+    const QJsonObject object{{"type"_L1, index % 2 == 0 ? "assistant"_L1 : "user"_L1},
+                             {"sessionId"_L1, session},
+                             {"cwd"_L1, "/home/ana/work/atlas"_L1},
+                             {"version"_L1, "2.1.330"_L1},
+                             {"gitBranch"_L1, "main"_L1},
+                             {"timestamp"_L1, "2026-03-01T11:00:00.000Z"_L1},
+                             {"message"_L1, message}};
+    return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+}
+
+QByteArray lines(qint64 bytes, const QString& session) {
+    QByteArray content;
+    for (int index = 0; content.size() < bytes; ++index) {
+        content += line(index, session);
+    }
+    return content;
+}
+
+bool writeSparse(const QString& path, qint64 size, const QByteArray& head, const QByteArray& tail) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(head) != head.size() ||
+        !file.seek(size - tail.size()) || file.write(tail) != tail.size()) {
+        return false;
+    }
+    return true;
+}
+
+// The projects folder of one file size, made once for the whole run.
+class Projects {
+public:
+    explicit Projects(qint64 fileBytes) {
+        const QByteArray head = lines(headBytes, u"bench"_s);
+        const QByteArray tail = '\n' + lines(tailBytes, u"bench"_s);
+        for (int index = 0; index < fileCount; ++index) {
+            const QString folder =
+                root() + u"/-home-ana-work-project-"_s + QString::number(index % projectCount);
+            const QString name = u"session-%1"_s.arg(index, 4, 10, QLatin1Char('0'));
+            QDir().mkpath(folder);
+            m_ok = m_ok && writeSparse(folder + u'/' + name + u".jsonl"_s, fileBytes, head, tail);
+            if (index % 10 == 0) {
+                QDir().mkpath(folder + u'/' + name + u"/subagents"_s);
+                m_ok = m_ok && writeSparse(folder + u'/' + name + u"/subagents/agent-a1.jsonl"_s, 256 * 1024,
+                                           head.left(4096), tail.right(80 * 1024));
+            }
+        }
+        m_changing = root() + u"/-home-ana-work-project-0/session-0000.jsonl"_s;
+    }
+
+    [[nodiscard]] bool ok() const { return m_ok && m_folder.isValid(); }
+    [[nodiscard]] QString root() const { return m_folder.path() + u"/projects"_s; }
+    [[nodiscard]] const QString& changing() const { return m_changing; }
+
+private:
+    QTemporaryDir m_folder;
+    QString m_changing;
+    bool m_ok = true;
+};
+
+Projects& projects(qint64 fileBytes) {
+    static std::map<qint64, std::unique_ptr<Projects>> made;
+    auto& entry = made[fileBytes];
+    if (!entry) {
+        entry = std::make_unique<Projects>(fileBytes);
+    }
+    return *entry;
+}
+
+ClaudeSessionFileProvider::Configuration configuration(const Projects& folder) {
+    return {folder.root(), folder.root() + u"/../settings.json"_s, 300.0};
+}
+
+void ColdPoll(benchmark::State& state) {
+    const Projects& folder = projects(state.range(0) * 1024 * 1024);
+    if (!folder.ok()) {
+        state.SkipWithError("the transcripts could not be written");
+        return;
+    }
+    const SystemClock clock;
+    for (auto iteration : state) {
+        const ClaudeSessionFileProvider provider(configuration(folder), clock);
+        auto sessions = provider.fetchSessions(20);
+        benchmark::DoNotOptimize(sessions);
+    }
+}
+
+void WarmPoll(benchmark::State& state) {
+    const Projects& folder = projects(state.range(0) * 1024 * 1024);
+    if (!folder.ok()) {
+        state.SkipWithError("the transcripts could not be written");
+        return;
+    }
+    const SystemClock clock;
+    const ClaudeSessionFileProvider provider(configuration(folder), clock);
+    (void)provider.fetchSessions(20);
+    for (auto iteration : state) {
+        auto sessions = provider.fetchSessions(20);
+        benchmark::DoNotOptimize(sessions);
+    }
+}
+
+void OneFileChanged(benchmark::State& state) {
+    const Projects& folder = projects(state.range(0) * 1024 * 1024);
+    if (!folder.ok()) {
+        state.SkipWithError("the transcripts could not be written");
+        return;
+    }
+    const SystemClock clock;
+    const ClaudeSessionFileProvider provider(configuration(folder), clock);
+    (void)provider.fetchSessions(20);
+    QFile file(folder.changing());
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
+        state.SkipWithError("the transcript could not be opened");
+        return;
+    }
+    const QByteArray appended = line(1, u"bench"_s);
+    for (auto iteration : state) {
+        state.PauseTiming();
+        file.write(appended);
+        file.flush();
+        state.ResumeTiming();
+        auto sessions = provider.fetchSessions(20);
+        benchmark::DoNotOptimize(sessions);
+    }
+}
+
+} // namespace
+
+BENCHMARK(ColdPoll)->Arg(2)->Arg(10)->ArgName("MB")->Unit(benchmark::kMillisecond);
+BENCHMARK(WarmPoll)->Arg(2)->Arg(10)->ArgName("MB")->Unit(benchmark::kMillisecond);
+BENCHMARK(OneFileChanged)->Arg(2)->Arg(10)->ArgName("MB")->Unit(benchmark::kMillisecond);
+
+BENCHMARK_MAIN();
