@@ -1,0 +1,128 @@
+#include "app/settings/SettingsForm.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+namespace tessary {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+constexpr int rowVerticalMargin = 9;
+constexpr int boxHorizontalMargin = 14;
+} // namespace
+
+QString withoutMnemonic(const QString& text) {
+    QString result;
+    result.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text.at(i) == u'&') {
+            if (i + 1 < text.size() && text.at(i + 1) == u'&') {
+                result.append(u'&');
+                ++i;
+            }
+            continue;
+        }
+        result.append(text.at(i));
+    }
+    return result;
+}
+
+QLabel* makeTextLabel(const QString& text, QWidget* parent, double scale, bool bold) {
+    auto* label = new QLabel(text, parent);
+    label->setAccessibleName(withoutMnemonic(text));
+    label->setWordWrap(true);
+    label->setTextFormat(Qt::PlainText);
+    QFont font = label->font();
+    if (scale != 1.0) {
+        font.setPointSizeF(font.pointSizeF() * scale);
+    }
+    font.setBold(bold);
+    label->setFont(font);
+    return label;
+}
+
+void dimLabel(QLabel* label) {
+    QPalette colors = label->palette();
+    colors.setColor(QPalette::WindowText, colors.color(QPalette::PlaceholderText));
+    label->setPalette(colors);
+}
+
+SettingsGroup::SettingsGroup(const QString& heading, QWidget* parent)
+    : QWidget(parent) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(6);
+    if (!heading.isEmpty()) {
+        m_heading = makeTextLabel(heading, this, 1.0, true);
+        m_heading->setContentsMargins(2, 0, 0, 0);
+        layout->addWidget(m_heading);
+    }
+    m_box = new QFrame(this);
+    m_box->setFrameShape(QFrame::StyledPanel);
+    m_box->setAutoFillBackground(true);
+    m_box->setBackgroundRole(QPalette::Base);
+    if (!heading.isEmpty()) {
+        m_box->setAccessibleName(heading);
+    }
+    m_rows = new QVBoxLayout(m_box);
+    m_rows->setContentsMargins(boxHorizontalMargin, 2, boxHorizontalMargin, 2);
+    m_rows->setSpacing(0);
+    layout->addWidget(m_box);
+}
+
+void SettingsGroup::addSeparatorIfNeeded() {
+    if (m_rows->count() == 0) {
+        return;
+    }
+    auto* line = new QFrame(m_box);
+    line->setFrameShape(QFrame::HLine);
+    line->setFrameShadow(QFrame::Plain);
+    line->setFixedHeight(1);
+    QPalette colors = line->palette();
+    colors.setColor(QPalette::WindowText, colors.color(QPalette::Midlight));
+    line->setPalette(colors);
+    m_rows->addWidget(line);
+}
+
+QLabel* SettingsGroup::addRow(const QString& title, const QString& explanation, QWidget* control) {
+    addSeparatorIfNeeded();
+    auto* row = new QWidget(m_box);
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, rowVerticalMargin, 0, rowVerticalMargin);
+    layout->setSpacing(16);
+
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(2);
+    // A plain-text label with a buddy draws its "&" as the underlined mnemonic.
+    QLabel* label = makeTextLabel(title, row);
+    label->setBuddy(control);
+    texts->addWidget(label);
+    if (!explanation.isEmpty()) {
+        QLabel* detail = makeTextLabel(explanation, row, 0.9);
+        dimLabel(detail);
+        texts->addWidget(detail);
+    }
+    layout->addLayout(texts, 1);
+    control->setParent(row);
+    control->setAccessibleName(withoutMnemonic(title));
+    if (!explanation.isEmpty()) {
+        control->setAccessibleDescription(explanation);
+    }
+    layout->addWidget(control, 0, Qt::AlignVCenter | Qt::AlignRight);
+    m_rows->addWidget(row);
+    return label;
+}
+
+void SettingsGroup::addWide(QWidget* widget) {
+    addSeparatorIfNeeded();
+    auto* row = new QWidget(m_box);
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, rowVerticalMargin, 0, rowVerticalMargin);
+    widget->setParent(row);
+    layout->addWidget(widget, 1);
+    m_rows->addWidget(row);
+}
+
+} // namespace tessary
