@@ -2,6 +2,7 @@
 
 #include "core/diagnostics/DiagnosticLogger.h"
 #include "modules/agents/live/AgentEventStore.h"
+#include "services/hooks/HookCommands.h"
 #include "services/hooks/HookConnection.h"
 #include "services/hooks/HookWire.h"
 
@@ -19,25 +20,9 @@
 using namespace tessary;
 using namespace Qt::StringLiterals;
 
-namespace {
-
-// How a hook command ended: its exit status and what it printed (the hook's output to the agent).
-struct HookRun {
-    int exitCode = -1;
-    QByteArray output;
-    bool operator==(const HookRun&) const = default;
-};
-
-} // namespace
-
-namespace QTest {
-template <>
-char* toString(const HookRun& run) {
-    return qstrdup(
-        QByteArray("exit " + QByteArray::number(run.exitCode) + ", output \"" + run.output.left(200) + "\"")
-            .constData());
-}
-} // namespace QTest
+using HookCommands::decisionCommand;
+using HookCommands::eventCommand;
+using HookCommands::HookRun;
 
 // The listener as agents reach it: through the exact commands that the installers write into their
 // settings, run by a real shell with real curl, with bodies that the real Claude Code CLI sent.
@@ -55,7 +40,7 @@ private slots:
     void claudeFailures_data();
     void claudeFailures();
     void claudePermissionInTheTerminal();
-    void thirdPartyPermissionRequestsGetNoAnswer();
+    void thirdPartyRequestsAreHeldAndShown();
     void codexEveryEvent();
     void statusLineEnvelope();
     void refusedTokens_data();
@@ -75,7 +60,11 @@ private slots:
 
 private:
     void restartWith(HookSocketServer::Limits limits);
+    std::unique_ptr<QProcess> start(const QString& command, const QByteArray& body);
+    static HookRun finish(QProcess* process, int waitMilliseconds = 15000);
     HookRun run(const QString& command, const QByteArray& body);
+    // Runs the decision command and waits until its request is held; the command is left running.
+    std::unique_ptr<QProcess> startDecision(const QByteArray& body, const QString& source = {});
     HookRun postEvent(const QByteArray& body, const QString& source = {});
     HookRun postDecision(const QByteArray& body, const QString& source = {});
     QList<QByteArray> capturedBodies(const QString& scenario);
@@ -92,22 +81,6 @@ private:
 };
 
 namespace {
-
-// The commands exactly as the installers write them; `source` is empty for Claude Code.
-QString eventCommand(const QString& source) {
-    const QString sourcePart = source.isEmpty() ? QString() : u"-H \"X-Tessary-Source: %1\" "_s.arg(source);
-    return uR"cmd(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m 2 -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Agent: $PPID" )cmd"_s +
-           sourcePart + uR"cmd(--data-binary @- "$(cat "$d/hook-endpoint")" >/dev/null 2>&1; exit 0)cmd"_s;
-}
-
-QString decisionCommand(const QString& source) {
-    const QString sourcePart = source.isEmpty() ? QString() : u"-H \"X-Tessary-Source: %1\" "_s.arg(source);
-    const int curlLimit = source == u"codex"_s ? 50 : 545;
-    return uR"cmd(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m )cmd"_s +
-           QString::number(curlLimit) +
-           uR"cmd( -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Decision: 1" -H "X-Tessary-Agent: $PPID" )cmd"_s +
-           sourcePart + uR"cmd(--data-binary @- "$(cat "$d/hook-endpoint")" 2>/dev/null; exit 0)cmd"_s;
-}
 
 // The status-line envelope around a user's command that prints its input.
 const QString statusLineCommand =
@@ -163,25 +136,29 @@ void HookListenerTest::cleanup() {
     m_home.reset();
 }
 
+std::unique_ptr<QProcess> HookListenerTest::start(const QString& command, const QByteArray& body) {
+    return HookCommands::start(m_home->path(), command, body);
+}
+
+HookRun HookListenerTest::finish(QProcess* process, int waitMilliseconds) {
+    return HookCommands::finish(process, waitMilliseconds);
+}
+
 HookRun HookListenerTest::run(const QString& command, const QByteArray& body) {
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"HOME"_s, m_home->path());
-    process.setProcessEnvironment(environment);
-    process.start(u"/bin/sh"_s, {u"-c"_s, command});
-    if (!process.waitForStarted(5000)) {
-        return {};
-    }
-    process.write(body);
-    process.closeWriteChannel();
-    // The listener answers on this thread, so the wait must keep its events flowing.
-    if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 15000)) {
-        process.kill();
-        process.waitForFinished();
-        return {};
-    }
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            process.readAllStandardOutput()};
+    const auto process = start(command, body);
+    return finish(process.get(), 15000);
+}
+
+std::unique_ptr<QProcess> HookListenerTest::startDecision(const QByteArray& body, const QString& source) {
+    const qsizetype before = m_listener->heldRequests().size();
+    auto process = start(decisionCommand(source), body);
+    // Held once the listener has it; a request answered at once (shown without a hold) ends the command.
+    QTest::qWaitFor(
+        [&] {
+            return m_listener->heldRequests().size() > before || process->state() == QProcess::NotRunning;
+        },
+        10000);
+    return process;
 }
 
 HookRun HookListenerTest::postEvent(const QByteArray& body, const QString& source) {
@@ -436,44 +413,83 @@ void HookListenerTest::claudePermissionInTheTerminal() {
     QVERIFY(!bodies.isEmpty());
     const QString session = sessionOf(bodies.first());
     bool sawBlocked = false;
+    std::unique_ptr<QProcess> decision;
     for (const QByteArray& body : bodies) {
         const QJsonObject object = QJsonDocument::fromJson(body).object();
         const QString event = object.value(u"hook_event_name"_s).toString();
         if (event == u"PermissionRequest"_s) {
-            // No card answers yet: the decision command prints nothing, and the agent asks in its terminal.
-            QCOMPARE(postDecision(body), (HookRun{0, {}}));
+            // Held: the decision command waits while the card shows the request.
+            decision = startDecision(body);
+            QCOMPARE(m_listener->heldRequests().size(), 1);
             QCOMPARE(m_store->permissionAsks().size(), 1);
             QCOMPARE(m_store->permissionAsks().first().fingerprint.tool, u"Bash"_s);
+            const auto queue = m_store->pendingPermissions(u"claude"_s);
+            QCOMPARE(queue.size(), 1);
+            QCOMPARE(queue.first().summary, u"touch needs-permission.txt"_s);
+            QCOMPARE(queue.first().agentLabel, u"Claude Code"_s);
+            QVERIFY(queue.first().supportsAlwaysAllow);
+            QVERIFY(queue.first().directory->endsWith(u"/project/sub"_s));
             continue;
         }
         QCOMPARE(postEvent(body).exitCode, 0);
         if (event == u"Notification"_s) {
             QCOMPARE(m_store->live().value(session).activity, AgentActivity::blocked);
+            QCOMPARE(decision->state(), QProcess::Running);
             sawBlocked = true;
         }
     }
     QVERIFY(sawBlocked);
+    // The user answered in the terminal and left: the session's end releases the hold with no output.
+    QCOMPARE(finish(decision.get()), (HookRun{0, {}}));
+    QVERIFY(logged(u"permission.released reason=SessionEnd"_s));
+    QVERIFY(m_listener->heldRequests().isEmpty());
+    QVERIFY(m_store->pendingPermissions().isEmpty());
     // The refused command never ran; the session's end leaves no call of it running.
     QVERIFY(m_store->sessionEnds().contains(session));
     QVERIFY(m_store->toolStarts().isEmpty());
     QCOMPARE(m_store->finishedTools().size(), 4);
 }
 
-void HookListenerTest::thirdPartyPermissionRequestsGetNoAnswer() {
+void HookListenerTest::thirdPartyRequestsAreHeldAndShown() {
     QFile file(qEnvironmentVariable("TESSARY_SOURCE_DIR") +
                u"/tests/data/claude-hooks/third-party-permission-requests.jsonl"_s);
     QVERIFY(file.open(QIODevice::ReadOnly));
-    int requests = 0;
+    std::vector<std::unique_ptr<QProcess>> decisions;
     for (const QByteArray& line : file.readAll().split('\n')) {
         if (!line.isEmpty()) {
-            QCOMPARE(postDecision(line + '\n'), (HookRun{0, {}}));
-            ++requests;
+            decisions.push_back(startDecision(line + '\n'));
         }
     }
-    QCOMPARE(requests, 3);
+    QCOMPARE(decisions.size(), size_t(3));
+    QCOMPARE(m_listener->heldRequests().size(), 3);
     QCOMPARE(m_store->permissionAsks().size(), 3);
     QCOMPARE(m_store->sessionProjects().value(u"1198cb83-ed15-4668-a802-a02827a837ec"_s),
              u"/path/to/larkode"_s);
+    const QList<PendingPermission> queue = m_store->pendingPermissions(u"claude"_s);
+    QCOMPARE(queue.size(), 3);
+    QCOMPARE(queue[0].tool, u"Bash"_s);
+    QCOMPARE(queue[0].summary, u"rm -rf /path/to/larkode/abc"_s);
+    QVERIFY(queue[1].question);
+    QVERIFY(queue[1].question->allowsMultiple);
+    // Without a call id each request has an id of its own.
+    QVERIFY(queue[1].id != queue[2].id);
+
+    // The user denies the command; the first session's prompt in the terminal ends its question; the
+    // last request stays held until its connection closes.
+    QVERIFY(
+        m_listener->decide(queue[0].id, PermissionDecision::deny, QString::fromLatin1(deniedByUserReason)));
+    QCOMPARE(
+        finish(decisions[0].get()).output,
+        QByteArray(R"({"hookSpecificOutput":{"decision":{"behavior":"deny","message":"Denied by the user on )"
+                   R"(Tessary"},"hookEventName":"PermissionRequest"}})"));
+    QCOMPARE(
+        postEvent(
+            R"({"session_id":"1198cb83-ed15-4668-a802-a02827a837ec","hook_event_name":"UserPromptSubmit"})")
+            .exitCode,
+        0);
+    QCOMPARE(finish(decisions[1].get()), (HookRun{0, {}}));
+    QCOMPARE(m_listener->heldRequests(), QStringList{queue[2].id});
+    QCOMPARE(decisions[2]->state(), QProcess::Running);
 }
 
 void HookListenerTest::codexEveryEvent() {
@@ -514,14 +530,25 @@ void HookListenerTest::codexEveryEvent() {
              0);
     QCOMPARE(m_store->live().value(session).activity, AgentActivity::blocked);
 
-    // Its permission request goes through the decision command with the Codex source, and gets no answer.
+    // Nothing can answer it: it is shown, to be answered in the terminal.
+    const auto unanswerable = m_store->pendingPermissions(codex);
+    QCOMPARE(unanswerable.size(), 1);
+    QCOMPARE(unanswerable.first().id, u"call_2"_s);
+    QCOMPARE(unanswerable.first().question->text, u"Which branch?"_s);
+    QCOMPARE(m_listener->heldRequests(), QStringList());
+
+    // Its permission request goes through the decision command with the Codex source, and is held.
     const QByteArray request =
         json(codexBody(u"PermissionRequest"_s,
                        {{u"tool_name"_s, u"Bash"_s},
                         {u"tool_input"_s,
                          QJsonObject{{u"command"_s, u"cargo test"_s}, {u"description"_s, u"run tests"_s}}}}));
-    QCOMPARE(postDecision(request, codex), (HookRun{0, {}}));
+    const auto decision = startDecision(request, codex);
+    QCOMPARE(m_listener->heldRequests().size(), 1);
     QCOMPARE(m_store->permissionAsks().size(), 1);
+    const PendingPermission held = m_store->pendingPermissions(codex).first();
+    QCOMPARE(held.agentLabel, u"Codex"_s);
+    QVERIFY(!held.supportsAlwaysAllow);
 
     QCOMPARE(post(codexBody(u"SubagentStart"_s, {{u"agent_id"_s, u"019c8a4e-0000-7000-8000-000000000001"_s},
                                                  {u"agent_type"_s, u"worker"_s}})),
@@ -539,7 +566,10 @@ void HookListenerTest::codexEveryEvent() {
     QCOMPARE(m_store->turnResults().last().kind, AgentTurnResult::Kind::interrupted);
     QCOMPARE(m_store->turnResults().last().id(), session + u":turn-7"_s);
     QVERIFY(m_store->toolStarts().isEmpty());
+    QCOMPARE(decision->state(), QProcess::Running);
     QCOMPARE(post(codexBody(u"Stop"_s, {{u"last_assistant_message"_s, u"Stopped."_s}})), 0);
+    // The turn is over: the held request gets the empty answer.
+    QCOMPARE(finish(decision.get()), (HookRun{0, {}}));
     // The same turn: an interruption is not undone by its stop.
     QCOMPARE(m_store->turnResults().size(), 1);
     QCOMPARE(m_store->turnResults().last().kind, AgentTurnResult::Kind::interrupted);

@@ -197,12 +197,17 @@ void HookRoutingTest::waitForThePermissionIsNotRunningTime() {
     handle(R"({"session_id":"s","hook_event_name":"PreToolUse","tool_name":"Bash",
                "tool_input":{"command":"rm -rf build","description":"Remove build"},"tool_use_id":"toolu_9"})");
     m_clock.advance(1);
-    QVERIFY(!handle(R"({"session_id":"s","hook_event_name":"PermissionRequest","tool_name":"Bash",
-                        "tool_input":{"command":"rm -rf build","description":"Delete the build folder"}})"));
+    QVERIFY(handle(R"({"session_id":"s","hook_event_name":"PermissionRequest","tool_name":"Bash",
+                       "tool_input":{"command":"rm -rf build","description":"Delete the build folder"}})"));
     QCOMPARE(m_store->permissionAsks().size(), 1);
+    QCOMPARE(m_listener->heldRequests().size(), 1);
     m_clock.advance(600);
     handle(R"({"session_id":"s","hook_event_name":"PostToolUse","tool_name":"Bash","tool_use_id":"toolu_9",
                "tool_input":{"command":"rm -rf build"}})");
+    // The tool ran, so it was allowed in the terminal: the hold is over.
+    QVERIFY(m_listener->heldRequests().isEmpty());
+    QVERIFY(m_store->permissions().isEmpty());
+    QVERIFY(logged(u"permission.released reason=PostToolUse"_s) || m_store->finishedTools().size() == 1);
     // Answered in the terminal at an unknown time: no running time, so no long-running notice.
     const ToolRun run = m_store->finishedTools().last();
     QVERIFY(std::holds_alternative<ToolRun::Unknown>(run.wait));

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+// The hook commands exactly as the installers write them into the agents' settings, and a way to run
+// them as the agents do: a real shell, real curl, the body on standard input.
+namespace HookCommands {
+
+// How a hook command ended: its exit status and what it printed (the hook's output to the agent).
+struct HookRun {
+    int exitCode = -1;
+    QByteArray output;
+    bool operator==(const HookRun&) const = default;
+};
+
+// `source` is empty for Claude Code.
+inline QString eventCommand(const QString& source) {
+    const QString sourcePart = source.isEmpty() ? QString() : u"-H \"X-Tessary-Source: %1\" "_s.arg(source);
+    return uR"cmd(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m 2 -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Agent: $PPID" )cmd"_s +
+           sourcePart + uR"cmd(--data-binary @- "$(cat "$d/hook-endpoint")" >/dev/null 2>&1; exit 0)cmd"_s;
+}
+
+// `curlLimit` is the installers' own (545 for Claude Code, 50 for Codex) unless a test shortens it.
+inline QString decisionCommand(const QString& source, int curlLimit = 0) {
+    const QString sourcePart = source.isEmpty() ? QString() : u"-H \"X-Tessary-Source: %1\" "_s.arg(source);
+    if (curlLimit <= 0) {
+        curlLimit = source == u"codex"_s ? 50 : 545;
+    }
+    return uR"cmd(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m )cmd"_s +
+           QString::number(curlLimit) +
+           uR"cmd( -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Decision: 1" -H "X-Tessary-Agent: $PPID" )cmd"_s +
+           sourcePart + uR"cmd(--data-binary @- "$(cat "$d/hook-endpoint")" 2>/dev/null; exit 0)cmd"_s;
+}
+
+// Starts `command` with HOME at `home` and `body` on its standard input; nothing if it could not start.
+inline std::unique_ptr<QProcess> start(const QString& home, const QString& command, const QByteArray& body) {
+    auto process = std::make_unique<QProcess>();
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"HOME"_s, home);
+    process->setProcessEnvironment(environment);
+    process->start(u"/bin/sh"_s, {u"-c"_s, command});
+    if (!process->waitForStarted(5000)) {
+        return nullptr;
+    }
+    process->write(body);
+    process->closeWriteChannel();
+    return process;
+}
+
+// Waits for the command's end while the event loop runs (the listener answers on this thread).
+inline HookRun finish(QProcess* process, int waitMilliseconds = 15000) {
+    if (process == nullptr) {
+        return {};
+    }
+    if (!QTest::qWaitFor([&] { return process->state() == QProcess::NotRunning; }, waitMilliseconds)) {
+        process->kill();
+        process->waitForFinished();
+        return {};
+    }
+    return {process->exitStatus() == QProcess::NormalExit ? process->exitCode() : -1,
+            process->readAllStandardOutput()};
+}
+
+} // namespace HookCommands
+
+namespace QTest {
+template <>
+inline char* toString(const HookCommands::HookRun& run) {
+    return qstrdup(
+        QByteArray("exit " + QByteArray::number(run.exitCode) + ", output \"" + run.output.left(200) + "\"")
+            .constData());
+}
+} // namespace QTest
