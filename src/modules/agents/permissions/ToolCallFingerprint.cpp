@@ -3,6 +3,7 @@
 #include <QCryptographicHash>
 #include <QJsonArray>
 #include <QLocale>
+#include <QVariant>
 
 #include <algorithm>
 #include <cmath>
@@ -87,9 +88,16 @@ void appendValue(QByteArray& out, const QJsonValue& value) {
     case QJsonValue::Bool:
         out += value.toBool() ? "true" : "false";
         return;
-    case QJsonValue::Double:
-        appendNumber(out, value.toDouble());
+    case QJsonValue::Double: {
+        // Integers read from JSON keep all their digits, beyond what a double holds.
+        const QVariant number = value.toVariant();
+        if (number.typeId() == QMetaType::LongLong) {
+            out += QByteArray::number(number.toLongLong());
+        } else {
+            appendNumber(out, value.toDouble());
+        }
         return;
+    }
     case QJsonValue::String:
         appendString(out, value.toString());
         return;
