@@ -7,6 +7,7 @@
 #include "spatial/slots/SlotGeometry.h"
 #include "spatial/workspace/SurfaceShapeResolver.h"
 #include "surfaces/SurfacePanel.h"
+#include "surfaces/detail/DetailPanel.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -64,6 +65,8 @@ SurfaceCoordinator::SurfaceCoordinator(QString key, SurfaceCallbacks callbacks,
 }
 
 SurfaceCoordinator::~SurfaceCoordinator() {
+    releaseDetailPanel();
+    stopAnimation(m_pulseAnimation);
     stopAnimation(m_expansionAnimation);
     stopAnimation(m_frameAnimation);
     stopAnimation(m_fadeAnimation);
@@ -84,15 +87,20 @@ void SurfaceCoordinator::show(const SurfaceViewState& state) {
     if (!wantsExpansion() && m_expansion > 0 && !m_expansionAnimation) {
         springExpansion(false);
     }
+    updatePulse();
     render();
     m_panel->present();
     if (m_opacity < 1) {
         fadeTo(1, fadeInMs, {});
     }
+    updateDetailPanel();
 }
 
 void SurfaceCoordinator::hide() {
     cancelHoverExit();
+    releaseDetailPanel();
+    stopAnimation(m_pulseAnimation);
+    m_pulse = -1;
     if (m_isHovering) {
         m_isHovering = false;
         m_isOpenedByClick = false;
@@ -148,6 +156,7 @@ void SurfaceCoordinator::setInteractionPaused(bool paused) {
     m_isInteractionPaused = paused;
     if (paused) {
         cancelHoverExit();
+        releaseDetailPanel();
     }
 }
 
@@ -239,6 +248,7 @@ void SurfaceCoordinator::render() {
     scene.geometry = localized(currentHitTest());
     scene.hoveredModule = m_isHovering ? m_hoveredModule : std::nullopt;
     scene.localization = localization();
+    scene.pulse = m_pulse;
     m_panel->setScene(std::move(scene), m_opacity);
 }
 
@@ -364,9 +374,11 @@ void SurfaceCoordinator::pointerMoved(const std::optional<QPointF>& pointer) {
             return;
         }
         const std::optional<int> module = test.moduleHit(*pointer);
-        if (module != m_hoveredModule) {
+        if (module && module != m_hoveredModule) {
+            // Between two modules the last one stays looked at, so that its detail stays open.
             m_hoveredModule = module;
             render();
+            updateDetailPanel();
         }
         return;
     }
@@ -384,6 +396,7 @@ void SurfaceCoordinator::hoverChanged(bool hovering) {
         m_isOpenedByClick = false;
     }
     springExpansion(wantsExpansion());
+    updateDetailPanel();
     if (m_callbacks.onHoverChanged) {
         m_callbacks.onHoverChanged(hovering);
     }
@@ -411,6 +424,10 @@ void SurfaceCoordinator::cancelHoverExit() {
 }
 
 bool SurfaceCoordinator::isPointerOnForm() const {
+    if (ownsDetailPanel() && (m_environment.detailPanel->isEngaged() ||
+                              m_environment.detailPanel->containsPointer(QCursor::pos()))) {
+        return true; // the detail that hangs from the surface counts as part of it
+    }
     return m_panel->isVisible() && currentHitTest().contains(QCursor::pos());
 }
 
@@ -419,6 +436,7 @@ void SurfaceCoordinator::beginUserDrag(const QPointF& pointer) {
         return;
     }
     cancelHoverExit();
+    releaseDetailPanel();
     stopAnimation(m_frameAnimation);
     m_animatingFrameTarget.reset();
     m_isGliding = false;
@@ -520,6 +538,7 @@ void SurfaceCoordinator::click(const QPointF& pointer) {
         }
     }
     springExpansion(wantsExpansion());
+    updateDetailPanel();
 }
 
 void SurfaceCoordinator::rightMouseDown(const QPoint& pointer) {
@@ -538,6 +557,126 @@ void SurfaceCoordinator::rightMouseDown(const QPoint& pointer) {
         }
     });
     menu->popup(pointer);
+}
+
+} // namespace tessary
+
+namespace tessary {
+
+const ModuleSnapshot* SurfaceCoordinator::moduleAt(int index) const {
+    if (!m_currentState || index < 0) {
+        return nullptr;
+    }
+    const auto i = static_cast<std::size_t>(index);
+    if (i < m_currentState->modules.size()) {
+        return &m_currentState->modules[i];
+    }
+    if (i - m_currentState->modules.size() < m_currentState->signalOnly.size()) {
+        return &m_currentState->signalOnly[i - m_currentState->modules.size()];
+    }
+    return nullptr;
+}
+
+bool SurfaceCoordinator::ownsDetailPanel() const {
+    return m_environment.detailPanel != nullptr && m_environment.detailPanel->isOwnedBy(this);
+}
+
+QRectF SurfaceCoordinator::detailAnchor(int index) const {
+    const SurfaceForm form = hitTest(true).form();
+    if (isNotch() || form.kind == SurfaceForm::Kind::none) {
+        return form.kind == SurfaceForm::Kind::none ? m_panel->frame() : form.bounds();
+    }
+    if (form.kind == SurfaceForm::Kind::rings) {
+        if (index >= 0 && static_cast<std::size_t>(index) < form.bands.size()) {
+            SurfaceForm band;
+            band.kind = SurfaceForm::Kind::rings;
+            band.bands = {form.bands[static_cast<std::size_t>(index)]};
+            return band.bounds();
+        }
+        return form.bounds();
+    }
+    if (form.moduleAreas.size() > 1 && index >= 0 &&
+        static_cast<std::size_t>(index) < form.moduleAreas.size()) {
+        return form.moduleAreas[static_cast<std::size_t>(index)];
+    }
+    return form.body.rect;
+}
+
+void SurfaceCoordinator::updateDetailPanel() {
+    DetailPanel* panel = m_environment.detailPanel;
+    if (panel == nullptr) {
+        return;
+    }
+    const bool looking = m_isHovering && !m_isUserDragging && !m_isGliding && !m_isInteractionPaused &&
+                         m_panel->isVisible() && m_hoveredModule.has_value();
+    const ModuleSnapshot* module = looking ? moduleAt(*m_hoveredModule) : nullptr;
+    if (module == nullptr || !module->variants.detail) {
+        if (ownsDetailPanel() && !panel->isEngaged()) {
+            panel->release(this);
+        }
+        return;
+    }
+    const QRectF anchor = detailAnchor(*m_hoveredModule);
+    if (ownsDetailPanel() && panel->moduleID() == module->id) {
+        panel->refresh(this, *module, anchor);
+        return;
+    }
+    DetailPanel::Opening opening;
+    opening.owner = this;
+    opening.module = *module;
+    opening.anchor = anchor;
+    opening.visibleFrame = visibleFrame().value_or(m_panel->frame());
+    const auto* capsule =
+        m_currentState ? std::get_if<grouping::Capsule>(&m_currentState->grouping) : nullptr;
+    opening.side = isNotch() || (capsule != nullptr && capsule->edge == Edge::top)
+                       ? DetailPlacement::Side::below
+                       : DetailPlacement::Side::beside;
+    if (module->variants.signal) {
+        opening.notices = module->variants.signal->facts();
+    }
+    opening.localization = localization();
+    opening.onPointerLeft = [this] {
+        if (m_isHovering && !m_isHoverExitPending && !isPointerOnForm()) {
+            scheduleHoverExit();
+        }
+    };
+    panel->open(opening);
+}
+
+void SurfaceCoordinator::releaseDetailPanel() {
+    if (ownsDetailPanel()) {
+        m_environment.detailPanel->release(this);
+    }
+}
+
+void SurfaceCoordinator::updatePulse() {
+    bool pulses = false;
+    if (m_currentState) {
+        for (const auto* list : {&m_currentState->modules, &m_currentState->signalOnly}) {
+            for (const ModuleSnapshot& module : *list) {
+                pulses = pulses || (module.variants.signal && module.variants.signal->pulseSince());
+            }
+        }
+    }
+    if (!pulses || reducesMotion()) {
+        stopAnimation(m_pulseAnimation);
+        m_pulse = pulses ? 0 : -1; // a still mark when motion is reduced
+        return;
+    }
+    if (m_pulseAnimation) {
+        return;
+    }
+    auto* animation = new QVariantAnimation(this);
+    animation->setStartValue(0.0);
+    animation->setEndValue(1.0);
+    animation->setDuration(pulsePeriodMs);
+    animation->setLoopCount(-1);
+    connect(animation, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
+        m_pulse = value.toDouble();
+        render();
+    });
+    m_pulseAnimation = animation;
+    animation->start(QAbstractAnimation::DeleteWhenStopped);
 }
 
 } // namespace tessary

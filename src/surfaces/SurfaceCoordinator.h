@@ -35,6 +35,8 @@ public:
     static constexpr int relocationMs = 320;
     // A drop this close to where the drag began is a click.
     static constexpr double clickTolerance = 2;
+    // One beat of the mark of a fact that wants attention.
+    static constexpr int pulsePeriodMs = 1600;
 
     SurfaceCoordinator(QString key, SurfaceCallbacks callbacks, SurfaceEnvironment environment);
     ~SurfaceCoordinator() override;
@@ -94,6 +96,16 @@ private:
     void click(const QPointF& pointer);
     void rightMouseDown(const QPoint& pointer);
 
+    // Claims the shared detail panel for the module under the pointer while hovering, and lets it
+    // go otherwise (unless the user is answering something in it).
+    void updateDetailPanel();
+    void releaseDetailPanel();
+    [[nodiscard]] const ModuleSnapshot* moduleAt(int index) const;
+    // Where the detail hangs from: the module's part of the open form, in the global space.
+    [[nodiscard]] QRectF detailAnchor(int index) const;
+    [[nodiscard]] bool ownsDetailPanel() const;
+    void updatePulse();
+
     QString m_key;
     SurfaceCallbacks m_callbacks;
     SurfaceEnvironment m_environment;
@@ -125,6 +137,9 @@ private:
     QPointer<QVariantAnimation> m_expansionAnimation;
     QPointer<QVariantAnimation> m_frameAnimation;
     QPointer<QVariantAnimation> m_fadeAnimation;
+    // A critical or attention fact pulses its mark until the user looks.
+    QPointer<QVariantAnimation> m_pulseAnimation;
+    double m_pulse = -1;
 };
 
 } // namespace tessary

@@ -11,6 +11,7 @@
 
 namespace tessary {
 
+class DetailPanel;
 class PanelWindowTraits;
 
 // What every surface needs from the program around it.
@@ -21,6 +22,8 @@ struct SurfaceEnvironment {
     // The room a display leaves for windows, by display id, for throws and snapping; Qt's screens
     // when not given.
     std::function<std::optional<QRectF>(const QString& displayID)> visibleFrame;
+    // The detail panel all surfaces share; without it surfaces open no detail.
+    DetailPanel* detailPanel = nullptr;
 };
 
 // The factory the workspace loop makes its surfaces with.

@@ -118,6 +118,50 @@ void drawText(QPainter& painter, const QRectF& box, const QString& text, const Q
     painter.drawText(box, static_cast<int>(alignment | Qt::TextSingleLine), shown);
 }
 
+// A headline that must be read whole: the font shrinks (to 60% at most) before anything is cut, and
+// a text of several words that still doesn't fit takes two lines at a smaller size.
+void drawFittedText(QPainter& painter, const QRectF& box, const QString& text, double pixelSize,
+                    QFont::Weight weight, const QColor& color) {
+    if (box.width() <= 1 || box.height() <= 1 || text.isEmpty()) {
+        return;
+    }
+    constexpr double smallestShare = 0.6;
+    for (double size = pixelSize; size >= pixelSize * smallestShare; size -= 0.5) {
+        const QFont f = font(size, weight);
+        if (QFontMetricsF(f).horizontalAdvance(text) <= box.width()) {
+            drawText(painter, box, text, f, color);
+            return;
+        }
+    }
+    const qsizetype middle = text.size() / 2;
+    qsizetype split = -1;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text[i] == u' ' && (split < 0 || std::abs(i - middle) < std::abs(split - middle))) {
+            split = i;
+        }
+    }
+    if (split > 0) {
+        const QString first = text.left(split);
+        const QString second = text.mid(split + 1);
+        const double start = std::min(pixelSize * 0.8, box.height() / 2.1);
+        for (double size = start; size >= start * 0.7; size -= 0.5) {
+            const QFont f = font(size, weight);
+            const QFontMetricsF metrics(f);
+            if (std::max(metrics.horizontalAdvance(first), metrics.horizontalAdvance(second)) <=
+                    box.width() ||
+                size - 0.5 < start * 0.7) {
+                const double line = metrics.height() * 0.92;
+                const QPointF middlePoint = box.center();
+                drawText(painter, QRectF(box.left(), middlePoint.y() - line, box.width(), line), first, f,
+                         color);
+                drawText(painter, QRectF(box.left(), middlePoint.y(), box.width(), line), second, f, color);
+                return;
+            }
+        }
+    }
+    drawText(painter, box, text, font(pixelSize * smallestShare, weight), color);
+}
+
 void drawBar(QPainter& painter, const QRectF& box, double fraction, const QColor& color) {
     if (box.width() <= 0 || box.height() <= 0) {
         return;
@@ -146,7 +190,23 @@ void drawRingGauge(QPainter& painter, const QRectF& circle, double width, double
     }
 }
 
-void drawSignalDot(QPainter& painter, const QPointF& center, double radius, const QColor& color) {
+// The beat of a module's mark: the scene's, for a signal with a critical or attention fact.
+double pulseOf(const ModuleSnapshot& module, const SurfaceScene& scene) {
+    return module.variants.signal && module.variants.signal->pulseSince() ? scene.pulse : -1;
+}
+
+void drawSignalDot(QPainter& painter, const QPointF& center, double radius, const QColor& color,
+                   double pulse) {
+    if (pulse >= 0) {
+        // A ring that swells out of the mark and fades, once a beat; a still halo at 0.
+        const double beat = clamp01(pulse);
+        QColor halo = color;
+        halo.setAlphaF(static_cast<float>(0.55 * (1 - beat)));
+        const double reach = radius * (1.3 + 1.7 * beat);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(halo);
+        painter.drawEllipse(center, reach, reach);
+    }
     painter.setPen(QPen(QColor(0, 0, 0, 140), 1.5));
     painter.setBrush(color);
     painter.drawEllipse(center, radius, radius);
@@ -432,8 +492,8 @@ void SurfacePainter::paintBubble(QPainter& painter, const SurfaceScene& scene, c
                  QRectF(middle.x() - iconSide / 2, middle.y() - side * 0.255, iconSide, iconSide),
                  withAlpha(textPrimary, 0.9));
         const double inner = ring.width() - 2 * ringWidth - side * 0.06;
-        drawText(painter, QRectF(middle.x() - inner / 2, middle.y() - side * 0.075, inner, side * 0.22),
-                 compact.value, font(side * 0.175, QFont::Bold), textPrimary);
+        drawFittedText(painter, QRectF(middle.x() - inner / 2, middle.y() - side * 0.075, inner, side * 0.22),
+                       compact.value, side * 0.175, QFont::Bold, textPrimary);
         drawText(painter,
                  QRectF(middle.x() - inner / 2 + side * 0.04, middle.y() + side * 0.13, inner - side * 0.08,
                         side * 0.14),
@@ -453,7 +513,8 @@ void SurfacePainter::paintBubble(QPainter& painter, const SurfaceScene& scene, c
         const double r = std::max(3.5, side * 0.045);
         // On the rim at the top right: where the circle passes 45 degrees, or inside the open corner.
         const double offset = side * ((0.5 - 0.5 / std::sqrt(2.0)) * (1 - clamp01(e)) + 0.08 * clamp01(e));
-        drawSignalDot(painter, QPointF(disc.right() - offset, disc.top() + offset), r, *dot);
+        drawSignalDot(painter, QPointF(disc.right() - offset, disc.top() + offset), r, *dot,
+                      pulseOf(*module, scene));
     }
 }
 
@@ -523,7 +584,8 @@ void SurfacePainter::paintCapsule(QPainter& painter, const SurfaceScene& scene, 
         }
         if (const auto dot = signalColor(*module)) {
             const double r = std::max(3.0, across * 0.06);
-            drawSignalDot(painter, QPointF(area.right() - r * 2.2, area.top() + r * 2.2), r, *dot);
+            drawSignalDot(painter, QPointF(area.right() - r * 2.2, area.top() + r * 2.2), r, *dot,
+                          pulseOf(*module, scene));
         }
     }
 }
@@ -602,7 +664,7 @@ void SurfacePainter::paintRings(QPainter& painter, const SurfaceScene& scene, co
         painter.restore();
         if (const auto dot = signalColor(*module)) {
             drawSignalDot(painter, QPointF(at.x() + iconSide * 0.6, at.y() - iconSide * 0.6 - lift), 3.5,
-                          *dot);
+                          *dot, pulseOf(*module, scene));
         }
     }
 }
@@ -668,7 +730,8 @@ void SurfacePainter::paintNotch(QPainter& painter, const SurfaceScene& scene, co
                      withAlpha(textPrimary, 0.92));
             painter.restore();
             if (const auto dot = signalColor(*module)) {
-                drawSignalDot(painter, QPointF(area.right() - 2, area.top() + 2), 3, *dot);
+                drawSignalDot(painter, QPointF(area.right() - 2, area.top() + 2), 3, *dot,
+                              pulseOf(*module, scene));
             }
         } else if (e >= 0.5 && openAlpha > 0) {
             painter.save();
@@ -683,7 +746,8 @@ void SurfacePainter::paintNotch(QPainter& painter, const SurfaceScene& scene, co
                             1);
             painter.restore();
             if (const auto dot = signalColor(*module)) {
-                drawSignalDot(painter, QPointF(area.right() - 4, area.top() + 8), 3.5, *dot);
+                drawSignalDot(painter, QPointF(area.right() - 4, area.top() + 8), 3.5, *dot,
+                              pulseOf(*module, scene));
             }
         }
     }

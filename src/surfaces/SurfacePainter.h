@@ -29,6 +29,9 @@ struct SurfaceScene {
     Localization localization;
     // Whether a soft shadow may be drawn around the form: only where the window system blends.
     bool drawsShadow = true;
+    // Where the beat of a pulsing mark stands, 0...1; negative when nothing pulses. Critical and
+    // attention facts pulse; the others show a steady mark.
+    double pulse = -1;
 };
 
 class SurfacePainter {

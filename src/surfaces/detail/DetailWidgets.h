@@ -1,0 +1,109 @@
+#pragma once
+
+// The small pieces the detail panel is built of, drawn in the surfaces' dark-glass look.
+
+#include "modulekit/ChangeSignal.h"
+#include "modulekit/Detail.h"
+#include "modulekit/GaugeMetric.h"
+
+#include <QColor>
+#include <QWidget>
+
+#include <functional>
+
+class QVariantAnimation;
+
+namespace tessary {
+
+class SymbolIconCache;
+
+namespace DetailPalette {
+const QColor textPrimary(246, 247, 250);
+const QColor textSecondary(255, 255, 255, 168);
+const QColor textTertiary(255, 255, 255, 118);
+const QColor track(255, 255, 255, 34);
+const QColor divider(255, 255, 255, 24);
+const QColor hoverWash(255, 255, 255, 20);
+const QColor progressBlue(112, 170, 255);
+const QColor pressureMint(92, 214, 172);
+const QColor warningAmber(247, 186, 77);
+const QColor criticalRed(255, 102, 102);
+const QColor successGreen(104, 214, 128);
+[[nodiscard]] QColor gaugeColor(const GaugeMetric& gauge);
+[[nodiscard]] QColor roleColor(RoleColor color);
+[[nodiscard]] QColor toneColor(ChangeSignal::Fact::Tone tone);
+} // namespace DetailPalette
+
+// One row of a section. Read as a list item; a row with an action is pressed like a button.
+class DetailRow final : public QWidget {
+    Q_OBJECT
+public:
+    explicit DetailRow(QWidget* parent = nullptr);
+    void setActivation(std::function<void()> activate);
+    [[nodiscard]] bool isActivatable() const { return static_cast<bool>(m_activate); }
+    void activate();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void enterEvent(QEnterEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+
+private:
+    std::function<void()> m_activate;
+    bool m_hovered = false;
+};
+
+// A small horizontal bar, for metrics, badges and runs of a subtitle.
+class MiniGauge final : public QWidget {
+    Q_OBJECT
+public:
+    MiniGauge(const GaugeMetric& gauge, int width, QWidget* parent = nullptr);
+    [[nodiscard]] QSize sizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    GaugeMetric m_gauge;
+    int m_width;
+};
+
+// A live mark: a steady dot for waiting and failed, a breathing one while working.
+class ActivityMark final : public QWidget {
+    Q_OBJECT
+public:
+    ActivityMark(DetailSection::Activity activity, QWidget* parent = nullptr);
+    [[nodiscard]] QSize sizeHint() const override { return {12, 12}; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    DetailSection::Activity m_activity;
+    double m_phase = 0;
+    QVariantAnimation* m_breath = nullptr;
+};
+
+// A line icon from the bundled set, or a round colour chip.
+class DetailGlyph final : public QWidget {
+    Q_OBJECT
+public:
+    DetailGlyph(SymbolIconCache& icons, QString symbol, QColor color, int side, QWidget* parent = nullptr);
+    static DetailGlyph* swatch(SymbolIconCache& icons, QColor color, QWidget* parent = nullptr);
+    [[nodiscard]] QSize sizeHint() const override { return {m_side, m_side}; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    SymbolIconCache& m_icons;
+    QString m_symbol; // empty: a colour chip
+    QColor m_color;
+    int m_side;
+};
+
+// Makes Qt read rows as list items with a press action; safe to call again.
+void installDetailAccessibility();
+
+} // namespace tessary
