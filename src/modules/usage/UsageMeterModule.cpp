@@ -1,5 +1,6 @@
 #include "modules/usage/UsageMeterModule.h"
 
+#include "modules/sessions/panel/SessionPanel.h"
 #include "modules/usage/UsageWidgetPresenter.h"
 
 #include <QStringList>
@@ -71,27 +72,32 @@ std::optional<ModuleSnapshot> UsageMeterModule::handle(HostEvent event, const Mo
     }
     input.signal = store.limitChangeSignal(localization, shown);
     const UsageMeterSessions& sessions = m_services.sessions;
-    if (sessions.sections) {
-        input.extraSections = sessions.sections(now, localization);
+    std::optional<UsageMeterSessions::Reading> reading;
+    if (sessions.read) {
+        reading = sessions.read(now, localization);
+        input.extraSections = std::move(reading->sections);
     }
 
     ModuleSnapshot snapshot = UsageWidgetPresenter::snapshot(input, now, localization);
-    if (sessions.summary) {
-        if (const auto line = sessions.summary(now, localization)) {
-            CardVariant card =
-                snapshot.variants.card.value_or(CardVariant{input.title, std::nullopt, std::nullopt});
-            card.detail = card.detail ? *card.detail + u'\n' + *line : *line;
-            snapshot.variants.card = std::move(card);
-        }
+    if (reading && reading->summary) {
+        CardVariant card =
+            snapshot.variants.card.value_or(CardVariant{input.title, std::nullopt, std::nullopt});
+        card.detail = card.detail ? *card.detail + u'\n' + *reading->summary : *reading->summary;
+        snapshot.variants.card = std::move(card);
     }
-    if (sessions.state) {
-        // Sessions waiting on the user outrank quiet usage; a widget without usage figures still
-        // shows its sessions.
-        if (const auto asked = sessions.state(now); asked && urgency(*asked) > urgency(snapshot.state)) {
-            snapshot.state = *asked;
-        }
+    // Sessions waiting on the user outrank quiet usage; a widget without usage figures still shows
+    // its sessions.
+    if (reading && reading->state && urgency(*reading->state) > urgency(snapshot.state)) {
+        snapshot.state = *reading->state;
     }
     return snapshot;
+}
+
+QFuture<void> UsageMeterModule::perform(const DetailCommand& command) {
+    if (const auto session = SessionPanel::jumpTarget(command); session && m_services.sessions.jump) {
+        return m_services.sessions.jump(*session);
+    }
+    return QtFuture::makeReadyFuture();
 }
 
 } // namespace tessary

@@ -9,17 +9,25 @@
 
 namespace tessary {
 
-// What the agent's sessions add to the usage widget: rows in its detail panel and a word on its
-// surface. Empty functions add nothing.
+// What the agent's sessions add to the usage widget: rows in its detail panel, a word on its
+// surface, and the state they ask for. Empty functions add nothing.
 struct UsageMeterSessions {
-    // Detail sections after the usage section, built for `now` in the given language.
-    std::function<std::vector<DetailSection>(const QDateTime& now, const Localization& localization)>
-        sections;
-    // A short line for the card, such as "2 sessions · 1 waiting"; nothing when there is none.
-    std::function<std::optional<QString>(const QDateTime& now, const Localization& localization)> summary;
-    // The state the sessions ask for (a session waiting on the user, say); the widget takes the more
-    // urgent of this and its usage state.
-    std::function<std::optional<ModuleState>(const QDateTime& now)> state;
+    struct Reading {
+        // Detail sections after the usage section.
+        std::vector<DetailSection> sections;
+        // A short line for the card, such as "2 working · 1 needs you".
+        std::optional<QString> summary;
+        // A session waiting on the user, say; the widget takes the more urgent of this and its
+        // usage state.
+        std::optional<ModuleState> state;
+        bool operator==(const Reading&) const = default;
+    };
+    using Read = std::function<Reading(const QDateTime& now, const Localization& localization)>;
+    // Brings the session's terminal or window forward.
+    using Jump = std::function<QFuture<void>(const QString& sessionID)>;
+
+    Read read;
+    Jump jump;
 };
 
 struct UsageMeterServices {
@@ -46,6 +54,8 @@ public:
     [[nodiscard]] ModuleGroup group() const override { return ModuleGroup::agents; }
 
     std::optional<ModuleSnapshot> handle(HostEvent event, const ModuleContext& context) override;
+    // A session row's click jumps to the session; other commands are not this module's.
+    QFuture<void> perform(const DetailCommand& command) override;
 
 private:
     UsageMeterServices m_services;

@@ -1,6 +1,7 @@
 #include "modules/usage/UsageWidgetPresenter.h"
 
 #include "core/time/Clock.h"
+#include "modules/sessions/RelativeText.h"
 
 #include <QStringList>
 
@@ -99,34 +100,6 @@ ModuleState UsageWidgetPresenter::state(const UsageReport& report) {
     return ModuleState::attention;
 }
 
-QString UsageWidgetPresenter::remainingText(double seconds, const Localization& localization) {
-    const qint64 total = std::isfinite(seconds) && seconds > 0 ? static_cast<qint64>(seconds) : 0;
-    const qint64 hours = total / 3600;
-    const qint64 minutes = (total % 3600) / 60;
-    const QLocale locale = localization.locale();
-    QStringList parts;
-    if (hours > 0) {
-        parts.append(localization.format(u"%1h"_s, locale.toString(hours)));
-    }
-    if (minutes > 0 || hours == 0) {
-        parts.append(localization.format(u"%1m"_s, locale.toString(minutes)));
-    }
-    return parts.join(u' ');
-}
-
-QString UsageWidgetPresenter::sinceText(const QDateTime& date, const QDateTime& now,
-                                        const Localization& localization) {
-    const qint64 seconds = std::max<qint64>(0, date.secsTo(now));
-    const QLocale locale = localization.locale();
-    if (seconds < 3600) {
-        return localization.format(u"%1 min ago"_s, locale.toString(seconds / 60));
-    }
-    if (seconds < 86400) {
-        return localization.format(u"%1 h ago"_s, locale.toString(seconds / 3600));
-    }
-    return localization.format(u"%1 d ago"_s, locale.toString(seconds / 86400));
-}
-
 std::optional<QString> UsageWidgetPresenter::resetText(const UsageReport::Limit& limit, const QDateTime& now,
                                                        const Localization& localization) {
     if (!limit.resetsAt || !limit.resetsAt->isValid()) {
@@ -137,7 +110,7 @@ std::optional<QString> UsageWidgetPresenter::resetText(const UsageReport::Limit&
         return localization.text(u"resets now"_s);
     }
     if (remaining < dateFormAfterSeconds) {
-        return localization.format(u"resets in %1"_s, remainingText(remaining, localization));
+        return localization.format(u"resets in %1"_s, RelativeText::remaining(remaining, localization));
     }
     const QLocale locale = localization.locale();
     const QString format = u"ddd "_s + locale.timeFormat(QLocale::ShortFormat);
@@ -149,7 +122,7 @@ std::optional<QString> UsageWidgetPresenter::ageText(const UsageReport& report, 
     if (!report.capturedAt || secondsBetween(*report.capturedAt, now) <= ageShownAfterSeconds) {
         return std::nullopt;
     }
-    return localization.format(u"measured %1"_s, sinceText(*report.capturedAt, now, localization));
+    return localization.format(u"measured %1"_s, RelativeText::since(*report.capturedAt, now, localization));
 }
 
 QString UsageWidgetPresenter::compactLine(const UsageReport::Limit& limit, const QDateTime& now,

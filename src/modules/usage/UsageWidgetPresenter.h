@@ -48,14 +48,9 @@ public:
     // "resets Mon 3:45 PM" in local time.
     static std::optional<QString> resetText(const UsageReport::Limit& limit, const QDateTime& now,
                                             const Localization& localization);
-    // "measured 2 h ago" for a reading more than an hour old.
+    // "measured 2 hr ago" for a reading more than an hour old.
     static std::optional<QString> ageText(const UsageReport& report, const QDateTime& now,
                                           const Localization& localization);
-    // Hours and minutes, zero units left out: "2h 5m", "45m", "0m".
-    static QString remainingText(double seconds, const Localization& localization);
-    // "5 min ago", "3 h ago", "2 d ago".
-    static QString sinceText(const QDateTime& date, const QDateTime& now, const Localization& localization);
-
     static GaugeMetric gauge(const UsageReport::Limit& limit, bool isPrimary, const QDateTime& now,
                              const Localization& localization);
 

@@ -83,10 +83,10 @@ private slots:
         QTest::addColumn<QString>("expected");
         QTest::newRow("passed") << -30.0 << u"resets now"_s;
         QTest::newRow("exactly now") << 0.0 << u"resets now"_s;
-        QTest::newRow("under a minute") << 30.0 << u"resets in 0m"_s;
+        QTest::newRow("under a minute, rounded") << 30.0 << u"resets in 1m"_s;
         QTest::newRow("minutes only") << 125.0 << u"resets in 2m"_s;
         QTest::newRow("whole hours hide minutes") << 7200.0 << u"resets in 2h"_s;
-        QTest::newRow("just under six hours") << 21599.0 << u"resets in 5h 59m"_s;
+        QTest::newRow("just under six hours, rounded") << 21599.0 << u"resets in 6h"_s;
         // 1'790'021'600 is a Monday, 20:13 in UTC.
         QTest::newRow("exactly six hours: the date form") << 21600.0 << u"resets Mon 8:13 PM"_s;
     }
@@ -190,36 +190,44 @@ private slots:
         r.capturedAt = now.addSecs(-3600);
         QVERIFY(!UsageWidgetPresenter::ageText(r, now, Localization()));
         r.capturedAt = now.addSecs(-7300);
-        QCOMPARE(UsageWidgetPresenter::ageText(r, now, Localization()), u"measured 2 h ago"_s);
+        QCOMPARE(UsageWidgetPresenter::ageText(r, now, Localization()), u"measured 2 hr ago"_s);
     }
 
     void sessionsJoinTheDetailAndMayRaiseTheState() {
         UsageStore store;
         ManualClock clock(now);
         store.update(report({limit(usage_kind::Session{}, 12)}));
+        DetailSection row;
+        row.id = u"claude/abc"_s;
+        row.title = u"Fix the cart"_s;
+        UsageMeterSessions::Reading reading{{row}, u"1 needs you"_s, ModuleState::attention};
         UsageMeterSessions sessions;
-        sessions.sections = [](const QDateTime&, const Localization&) {
-            DetailSection row;
-            row.id = u"session:abc"_s;
-            row.title = u"Fix the cart"_s;
-            return std::vector<DetailSection>{row};
+        sessions.read = [&](const QDateTime&, const Localization&) { return reading; };
+        QStringList jumped;
+        sessions.jump = [&](const QString& session) {
+            jumped.append(session);
+            return QtFuture::makeReadyFuture();
         };
-        sessions.summary = [](const QDateTime&, const Localization&) {
-            return std::optional(u"1 waiting"_s);
-        };
-        sessions.state = [](const QDateTime&) { return std::optional(ModuleState::attention); };
         UsageMeterModule module({store, clock, sessions});
         const auto snapshot = module.handle(HostEvent::moduleDataChanged, context());
         QCOMPARE(snapshot->state, ModuleState::attention);
         QCOMPARE(snapshot->variants.detail->sections.size(), 2U);
-        QCOMPARE(snapshot->variants.detail->sections[1].id, u"session:abc"_s);
-        QVERIFY(snapshot->variants.card->detail->endsWith(u"\n1 waiting"_s));
+        QCOMPARE(snapshot->variants.detail->sections[1].id, u"claude/abc"_s);
+        QVERIFY(snapshot->variants.card->detail->endsWith(u"\n1 needs you"_s));
 
         // Urgent usage is not lowered by calm sessions.
-        sessions.state = [](const QDateTime&) { return std::optional(ModuleState::quiet); };
+        reading.state = ModuleState::active;
         store.update(report({limit(usage_kind::Session{}, 99)}));
-        UsageMeterModule urgent({store, clock, sessions});
-        QCOMPARE(urgent.handle(HostEvent::moduleDataChanged, context())->state, ModuleState::critical);
+        QCOMPARE(module.handle(HostEvent::moduleDataChanged, context())->state, ModuleState::critical);
+
+        DetailCommand jump;
+        jump.id = u"session.jump:abc"_s;
+        jump.moduleID = module.id();
+        module.perform(jump).waitForFinished();
+        DetailCommand other = jump;
+        other.id = u"something:else"_s;
+        module.perform(other).waitForFinished();
+        QCOMPARE(jumped, QStringList{u"abc"_s});
     }
 
     void textsFollowTheLanguage() {

@@ -1,0 +1,88 @@
+#include "modules/usage/UsageSessionRows.h"
+
+#include <QSet>
+#include <QStringList>
+
+namespace tessary {
+
+using namespace Qt::StringLiterals;
+
+UsageSessionRows::Counts UsageSessionRows::counts(const SessionPanel::Inputs& inputs) {
+    QSet<QString> asking;
+    for (const PendingPermission& request : inputs.requests) {
+        asking.insert(request.sessionID);
+    }
+    Counts counts;
+    for (const AgentSession& session : inputs.sessions) {
+        const auto live = inputs.live.constFind(session.id);
+        const auto official = inputs.official.constFind(session.id);
+        const std::optional<AgentLiveState> believed = SessionPanel::trusted(
+            session, live == inputs.live.constEnd() ? std::nullopt : std::optional(*live),
+            official == inputs.official.constEnd() ? std::nullopt : std::optional(*official));
+        if (asking.contains(session.id) || (believed && believed->activity == AgentActivity::blocked)) {
+            ++counts.needingUser;
+        } else if (believed && believed->activity == AgentActivity::working) {
+            ++counts.working;
+        }
+    }
+    return counts;
+}
+
+std::optional<QString> UsageSessionRows::summary(const Counts& counts, const Localization& localization) {
+    const QLocale locale = localization.locale();
+    QStringList parts;
+    if (counts.working > 0) {
+        parts.append(localization.format(u"%1 working"_s, locale.toString(counts.working)));
+    }
+    if (counts.needingUser == 1) {
+        parts.append(localization.text(u"1 needs you"_s));
+    } else if (counts.needingUser > 1) {
+        parts.append(localization.format(u"%1 need you"_s, locale.toString(counts.needingUser)));
+    }
+    if (parts.isEmpty()) {
+        return std::nullopt;
+    }
+    return parts.join(u" · "_s);
+}
+
+std::optional<ModuleState> UsageSessionRows::state(const Counts& counts) {
+    if (counts.needingUser > 0) {
+        return ModuleState::attention;
+    }
+    if (counts.working > 0) {
+        return ModuleState::active;
+    }
+    return std::nullopt;
+}
+
+SessionPanel::Inputs UsageSessionRows::inputs(const SessionStore& sessions, const AgentEventStore& events,
+                                              const QString& agent) {
+    SessionPanel::Inputs inputs;
+    inputs.sessions = sessions.sessions();
+    inputs.live = events.live();
+    inputs.official = events.officialSessionStates();
+    inputs.hooks = events.sessionHooks().states();
+    inputs.requests = events.pendingPermissions(agent);
+    inputs.failures = events.lastFailures();
+    inputs.prompts = events.lastPrompts();
+    return inputs;
+}
+
+UsageMeterSessions UsageSessionRows::sessions(const SessionStore& sessions, const AgentEventStore& events,
+                                              QString agent, QString moduleID, QString prefix,
+                                              UsageMeterSessions::Jump jump) {
+    UsageMeterSessions result;
+    // One reading of the stores serves the rows, the summary and the state of one snapshot.
+    result.read = [&sessions, &events, agent = std::move(agent), moduleID = std::move(moduleID),
+                   prefix = std::move(prefix)](const QDateTime& now, const Localization& localization) {
+        const SessionPanel::Inputs read = inputs(sessions, events, agent);
+        const SessionPanel::Context context{moduleID, prefix, now, localization};
+        const Counts counted = counts(read);
+        return UsageMeterSessions::Reading{SessionPanel::groupedSections(read, context),
+                                           summary(counted, localization), state(counted)};
+    };
+    result.jump = std::move(jump);
+    return result;
+}
+
+} // namespace tessary
