@@ -3,7 +3,9 @@
 #include "app/StatusMenu.h"
 #include "app/SystemWidgets.h"
 #include "app/TrayIcon.h"
+#include "app/logviewer/LogViewerWindow.h"
 #include "app/onboarding/OnboardingWindow.h"
+#include "app/settings/SettingsWindow.h"
 #include "core/diagnostics/DiagnosticLog.h"
 #include "modules/agents/installers/AgentHookInstaller.h"
 #include "modules/agents/installers/OnboardingAgents.h"
@@ -98,6 +100,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_hookListener->start();
 
     StatusMenu::Actions actions;
+    actions.openSettings = [this] { openSettings(SettingsSection::general); };
     actions.quit = [] { QCoreApplication::quit(); };
     m_statusMenu = std::make_unique<StatusMenu>(m_model, actions);
     m_statusMenu->setLocalization(m_localization);
@@ -131,15 +134,41 @@ void AppDelegate::applicationWillTerminate() {
     }
     m_trayIcon.reset();
     m_statusMenu.reset();
+    m_settingsWindow.reset();
+    if (m_logViewer) {
+        m_logViewer->closeAll();
+    }
     DiagnosticLog::flush();
 }
 
 void AppDelegate::openSettings(SettingsSection section) {
     emit settingsRequested(section);
-    if (m_trayIcon && m_trayIcon->isVisible()) {
-        m_trayIcon->showMessage(u"Tessary"_s, m_localization.text(u"Tessary is running"_s),
-                                QSystemTrayIcon::Information, 3000);
+    if (!m_settingsWindow) {
+        const QString home =
+            m_environment.homeDirectory.isEmpty() ? QDir::homePath() : m_environment.homeDirectory;
+        const auto sink = DiagnosticLogger::shared().sink();
+        const QString logs = sink ? sink->directory() : DiagnosticFileSink::defaultDirectory();
+        m_logViewer = std::make_unique<LogViewerController>(logs);
+        SettingsWindowInputs inputs;
+        inputs.modules = m_bus.registeredModules();
+        inputs.agents = OnboardingAgents::defaultCandidates(home, m_environment.defaults, m_localization);
+        inputs.connectedDisplays = [this] {
+            return m_model.workspace() ? m_model.workspace()->displays : std::vector<DisplaySnapshot>{};
+        };
+        inputs.logsFolder = logs;
+        inputs.showLog = [this] { m_logViewer->show(m_localization); };
+        m_settingsWindow = std::make_unique<SettingsWindow>(m_settingsStore, std::move(inputs));
+        // A display plugged in or out while the window is open shows at once.
+        connect(&m_model, &AppModel::changed, m_settingsWindow.get(), [this] {
+            if (m_settingsWindow->isVisible()) {
+                m_settingsWindow->refreshDisplays();
+            }
+        });
     }
+    m_settingsWindow->showSection(section);
+    m_settingsWindow->show();
+    m_settingsWindow->raise();
+    m_settingsWindow->activateWindow();
 }
 
 void AppDelegate::runOnboardingGate() {
@@ -207,6 +236,9 @@ void AppDelegate::applySettings(const TessarySettings& settings) {
         m_localization = localization;
         if (m_statusMenu) {
             m_statusMenu->setLocalization(m_localization);
+        }
+        if (m_logViewer && m_logViewer->window()) {
+            m_logViewer->window()->setLocalization(m_localization);
         }
     }
     m_workspaceCoordinator->settingsChanged();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/settings/SettingsSection.h"
 #include "core/localization/Localization.h"
 #include "core/settings/PreferencesMigration.h"
 #include "core/settings/SettingsStore.h"
@@ -20,16 +21,16 @@ namespace tessary {
 class AgentEventStore;
 class Clock;
 class HookListener;
+class LogViewerController;
 class LoginItem;
 class Scheduler;
 class OnboardingWindow;
+class SettingsWindow;
 class StatusMenu;
 class SystemWidgets;
 class SystemEventSource;
 class WorkspaceCoordinator;
 class WorkspaceSnapshotReader;
-
-enum class SettingsSection { general, displays, widgets, advanced };
 
 // The seams the program runs on; main hands in the real ones, tests their own.
 struct AppEnvironment {
@@ -71,6 +72,9 @@ public:
     [[nodiscard]] AgentEventStore& liveAgents() { return *m_liveAgents; }
     [[nodiscard]] const Localization& localization() const { return m_localization; }
     [[nodiscard]] StatusMenu* statusMenu() const { return m_statusMenu.get(); }
+    // Made on the first openSettings.
+    [[nodiscard]] SettingsWindow* settingsWindow() const { return m_settingsWindow.get(); }
+    [[nodiscard]] LogViewerController* logViewer() const { return m_logViewer.get(); }
     [[nodiscard]] bool isRunning() const { return m_running; }
 
 signals:
@@ -98,6 +102,8 @@ private:
     bool m_verboseLogging = false;
     bool m_running = false;
     std::unique_ptr<StatusMenu> m_statusMenu;
+    std::unique_ptr<SettingsWindow> m_settingsWindow;
+    std::unique_ptr<LogViewerController> m_logViewer;
     std::unique_ptr<QSystemTrayIcon> m_trayIcon;
 };
 
