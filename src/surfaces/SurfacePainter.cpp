@@ -333,9 +333,15 @@ void paintOpenModule(QPainter& painter, SymbolIconCache& icons, const ModuleSnap
         QRectF(box.left() + iconSide + 6 * scale, y - 2, box.width() - iconSide - 6 * scale, iconSide + 4),
         compact.title, font(11 * scale, QFont::DemiBold), textSecondary, Qt::AlignLeft | Qt::AlignVCenter);
     y += iconSide + 5 * scale;
-    const double valueSize = 21 * scale;
-    drawText(painter, QRectF(box.left(), y, box.width(), valueSize * 1.25), compact.value,
+    // The value shrinks to fit the box before it is cut.
+    double valueSize = 21 * scale;
+    while (valueSize > 13 * scale &&
+           QFontMetricsF(font(valueSize, QFont::Bold)).horizontalAdvance(compact.value) > box.width()) {
+        valueSize -= 0.5;
+    }
+    drawText(painter, QRectF(box.left(), y, box.width(), 21 * scale * 1.25), compact.value,
              font(valueSize, QFont::Bold), textPrimary, Qt::AlignLeft | Qt::AlignVCenter);
+    valueSize = 21 * scale;
     y += valueSize * 1.25 + 3 * scale;
 
     const QFont small = font(9.5 * scale, QFont::Medium);

@@ -437,37 +437,60 @@ QWidget* DetailPanel::row(const DetailSection& shown) {
         const QString id = shown.id;
         row->setActivation([this, action, id] { run(action, id); });
     }
-    auto* outer = new QHBoxLayout(row);
-    outer->setContentsMargins(6, 6, 6, 6);
+    auto* rows = new QVBoxLayout(row);
+    rows->setContentsMargins(6, 6, 6, 6);
+    rows->setSpacing(4);
+    auto* outer = new QHBoxLayout;
     outer->setSpacing(9);
+    rows->addLayout(outer);
+    int indent = 0;
+    QWidget* leading = nullptr;
     if (shown.swatch) {
-        outer->addWidget(DetailGlyph::swatch(m_icons, DetailPalette::roleColor(*shown.swatch)), 0,
-                         Qt::AlignTop);
+        leading = DetailGlyph::swatch(m_icons, DetailPalette::roleColor(*shown.swatch));
     } else if (shown.icon) {
-        outer->addWidget(new DetailGlyph(m_icons, iconSymbol(*shown.icon), DetailPalette::textSecondary, 15),
-                         0, Qt::AlignTop);
+        leading = new DetailGlyph(m_icons, iconSymbol(*shown.icon), DetailPalette::textSecondary, 15);
     }
+    if (leading != nullptr) {
+        outer->addWidget(leading, 0, Qt::AlignTop);
+        indent = leading->sizeHint().width() + outer->spacing();
+    }
+    // Metrics, steps and the footnote take the row's whole width under its head.
+    auto* details = new QVBoxLayout;
+    details->setContentsMargins(indent, 0, 0, 0);
+    details->setSpacing(3);
     auto* body = new QVBoxLayout;
     body->setSpacing(3);
     outer->addLayout(body, 1);
 
     auto* titleLine = new QHBoxLayout;
     titleLine->setSpacing(6);
-    auto* title = label(shown.title, "rowTitle");
-    title->setTextInteractionFlags(Qt::NoTextInteraction);
+    auto* title = label(shown.title, "rowTitle", nullptr, true);
     titleLine->addWidget(title, 1);
     if (shown.activity) {
         auto* mark = new ActivityMark(*shown.activity);
         mark->setAccessibleName(DetailTexts::activityText(*shown.activity, localization));
-        titleLine->addWidget(mark);
-    }
-    if (shown.badgeGauge) {
-        titleLine->addWidget(new MiniGauge(*shown.badgeGauge, 44));
-    }
-    if (shown.badge) {
-        titleLine->addWidget(label(*shown.badge, "badge"));
+        titleLine->addWidget(mark, 0, Qt::AlignVCenter);
     }
     body->addLayout(titleLine);
+
+    // The badge and the buttons stand in a column at the end, clear of the texts.
+    auto* trailing = new QVBoxLayout;
+    trailing->setSpacing(5);
+    auto* badgeLine = new QHBoxLayout;
+    badgeLine->setSpacing(6);
+    badgeLine->addStretch(1);
+    if (shown.badgeGauge) {
+        badgeLine->addWidget(new MiniGauge(*shown.badgeGauge, 44), 0, Qt::AlignVCenter);
+    }
+    if (shown.badge) {
+        badgeLine->addWidget(label(*shown.badge, "badge"));
+    }
+    trailing->addLayout(badgeLine);
+    if (QWidget* commands = commandArea(shown)) {
+        trailing->addWidget(commands, 0, Qt::AlignRight);
+    }
+    trailing->addStretch(1);
+    outer->addLayout(trailing);
 
     if (!shown.subtitleRuns.empty()) {
         auto* runs = new QHBoxLayout;
@@ -494,7 +517,7 @@ QWidget* DetailPanel::row(const DetailSection& shown) {
         for (const DetailMetric& metric : shown.metrics) {
             grid->addWidget(label(metric.label, "metric"), line, 0);
             if (metric.gauge) {
-                grid->addWidget(new MiniGauge(*metric.gauge, 56), line, 1, Qt::AlignVCenter);
+                grid->addWidget(new MiniGauge(*metric.gauge, 40), line, 1, Qt::AlignVCenter);
             }
             auto* value = label(metric.value, "metricValue");
             value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
@@ -505,7 +528,7 @@ QWidget* DetailPanel::row(const DetailSection& shown) {
             }
         }
         grid->setColumnStretch(0, 1);
-        body->addLayout(grid);
+        details->addLayout(grid);
     }
 
     for (const DetailStep& step : shown.steps) {
@@ -515,7 +538,7 @@ QWidget* DetailPanel::row(const DetailSection& shown) {
         glyph->setAccessibleName(DetailTexts::stepStateText(step.state, localization));
         line->addWidget(glyph, 0, Qt::AlignTop);
         line->addWidget(label(step.line(), "secondary", nullptr, true), 1);
-        body->addLayout(line);
+        details->addLayout(line);
     }
 
     if (shown.location && isOpenable(shown.location->url)) {
@@ -526,14 +549,16 @@ QWidget* DetailPanel::row(const DetailSection& shown) {
         body->addWidget(link, 0, Qt::AlignLeft);
     }
 
-    if (QWidget* commands = commandArea(shown)) {
-        body->addWidget(commands);
+    if (shown.footnote && !shown.footnote->isEmpty()) {
+        details->addWidget(label(*shown.footnote, "footnote", nullptr, true));
+    }
+    if (details->count() > 0) {
+        rows->addLayout(details);
+    } else {
+        delete details;
     }
     if (m_pending && m_pending->sectionID == shown.id) {
-        body->addWidget(pendingArea(*m_pending));
-    }
-    if (shown.footnote && !shown.footnote->isEmpty()) {
-        body->addWidget(label(*shown.footnote, "footnote", nullptr, true));
+        rows->addWidget(pendingArea(*m_pending));
     }
     return row;
 }
@@ -556,9 +581,8 @@ QWidget* DetailPanel::commandArea(const DetailSection& shown) {
     }
     auto* box = new QWidget;
     auto* line = new QHBoxLayout(box);
-    line->setContentsMargins(0, 2, 0, 0);
+    line->setContentsMargins(0, 0, 0, 0);
     line->setSpacing(6);
-    line->addStretch(1);
     for (QPushButton* made : buttons) {
         line->addWidget(made);
     }

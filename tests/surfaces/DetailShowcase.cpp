@@ -1,0 +1,128 @@
+// Shows the detail panel and the docked notch over a desktop and saves pictures of them:
+// `detail_showcase <detail.png> <notch.png>` on an X server with a compositor.
+
+#include "SampleSnapshots.h"
+#include "ShowcaseDesktop.h"
+#include "platform/panels/linux/X11PanelWindowTraits.h"
+#include "spatial/notch/NotchArrangement.h"
+#include "spatial/notch/NotchMetrics.h"
+#include "surfaces/SurfaceCoordinator.h"
+#include "surfaces/SurfacePanel.h"
+#include "surfaces/detail/DetailPanel.h"
+
+#include <QApplication>
+#include <QCursor>
+#include <QScreen>
+#include <QTimer>
+
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+using namespace tessary;
+using namespace tessary::showcase;
+
+namespace {
+
+SurfaceViewState stateFor(std::vector<ModuleSnapshot> modules, const QRectF& frame,
+                          SurfaceGrouping grouping) {
+    SurfaceViewState state;
+    state.modules = std::move(modules);
+    state.placement = SurfacePlacement{QStringLiteral("showcase"), SurfaceKind::floatingChip, frame, 1, true};
+    state.grouping = std::move(grouping);
+    return state;
+}
+
+bool save(const QPixmap& shot, const QString& path) {
+    const bool saved = shot.save(path);
+    std::fprintf(stderr, "%s %s\n", saved ? "saved" : "could not save", qPrintable(path));
+    return saved;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    if (argc < 3) {
+        std::fprintf(stderr, "usage: detail_showcase <detail.png> <notch.png>\n");
+        return 2;
+    }
+    const QString detailOut = QString::fromLocal8Bit(argv[1]);
+    const QString notchOut = QString::fromLocal8Bit(argv[2]);
+    QScreen* screen = QGuiApplication::primaryScreen();
+    const QRectF v = screen->availableGeometry();
+
+    Wallpaper wallpaper;
+    wallpaper.setGeometry(screen->geometry());
+    wallpaper.show();
+    WorkWindow editor(QStringLiteral("limits.ts — api-server"), false);
+    editor.setGeometry(250, 150, 860, 560);
+    editor.show();
+    WorkWindow terminal(QStringLiteral("Terminal"), true);
+    terminal.setGeometry(720, 560, 640, 330);
+    terminal.show();
+
+    X11PanelWindowTraits traits;
+    DetailPanel detail(traits);
+    SurfaceEnvironment environment{traits, {}, [v](const QString&) { return std::optional(v); }, &detail};
+    std::vector<std::unique_ptr<SurfaceCoordinator>> surfaces;
+    const auto add = [&](SurfaceViewState state) {
+        auto surface =
+            std::make_unique<SurfaceCoordinator>(QStringLiteral("showcase"), SurfaceCallbacks{}, environment);
+        surface->show(state);
+        surfaces.push_back(std::move(surface));
+        return surfaces.back().get();
+    };
+
+    const QSizeF chip(140, 140);
+    // The system widgets and Local ports each stand as their own bubble on the right.
+    SurfaceCoordinator* ports = add(stateFor(
+        {samples::localPortsWithDetail()}, QRectF(QPointF(v.right() - 520, 250), chip), grouping::Bubble{}));
+    add(stateFor({samples::cpuWithDetail()}, QRectF(QPointF(v.right() - 170, 250), chip),
+                 grouping::Bubble{}));
+    add(stateFor({samples::memory()}, QRectF(QPointF(v.right() - 170, 420), chip), grouping::Bubble{}));
+
+    // The docked notch at the top centre, arranged as the loop arranges it.
+    const QRectF notch(v.center().x() - 90, v.top(), 180, 32);
+    std::vector<ModuleSnapshot> docked =
+        NotchArrangement::arranged({samples::claudeUsage(), samples::agentSessions(), samples::pullRequest(),
+                                    samples::codexUsage(), samples::cpuWithDetail(), samples::memory()},
+                                   NotchPreferences{});
+    SurfaceCoordinator* notchSurface =
+        add(stateFor(docked, NotchMetrics{notch, 4}.panelFrame(), grouping::Notch{notch}));
+
+    const QRect notchArea(static_cast<int>(notch.center().x()) - 420, 0, 840, 90);
+    QTimer::singleShot(
+        700, &app, [ports] { QCursor::setPos(ports->panel().frame().center().toPoint() + QPoint(0, 10)); });
+    QTimer::singleShot(2400, &app, [&] {
+        if (!save(screen->grabWindow(0), detailOut)) {
+            app.exit(1);
+            return;
+        }
+        QCursor::setPos(QPoint(40, static_cast<int>(v.bottom()) - 40));
+    });
+    QTimer::singleShot(3600, &app, [&] {
+        // At rest: the tabs beside the stand-in notch.
+        QPixmap resting =
+            screen->grabWindow(0, notchArea.x(), notchArea.y(), notchArea.width(), notchArea.height());
+        QCursor::setPos(QPoint(static_cast<int>(notch.center().x()) - 110, 14));
+        QTimer::singleShot(900, &app, [&, resting] {
+            // Open, with the detail of the member under the pointer hanging below it.
+            const QPoint member = notchSurface->panel().moduleFrame(4).center().toPoint();
+            if (!member.isNull()) {
+                QCursor::setPos(member);
+            }
+            QTimer::singleShot(1300, &app, [&, resting] {
+                const QPixmap open = screen->grabWindow(0, notchArea.x(), 0, notchArea.width(), 600);
+                QPixmap both(notchArea.width(), resting.height() + open.height() + 12);
+                both.fill(QColor(20, 22, 28));
+                QPainter painter(&both);
+                painter.drawPixmap(0, 0, resting);
+                painter.drawPixmap(0, resting.height() + 12, open);
+                painter.end();
+                app.exit(save(both, notchOut) ? 0 : 1);
+            });
+        });
+    });
+    return QApplication::exec();
+}
