@@ -34,8 +34,8 @@ inline constexpr qsizetype shownLimit = 4000;
 
 // One line without its newline.
 LogEntry parse(QByteArrayView line);
-// The bytes as readable text: UTF-8 (bad sequences become U+FFFD), control characters shown as their
-// visible symbols, cut at `shownLimit`.
+// The bytes as readable text: UTF-8 (bad sequences become U+FFFD), control characters written out as
+// "\x1B", cut at `shownLimit`.
 QString printable(QByteArrayView bytes);
 
 } // namespace LogLineParser

@@ -1,14 +1,18 @@
 #include "app/logviewer/LogEntry.h"
 #include "core/records/EnumText.h"
 
+#include <algorithm>
+
 namespace tessary::LogLineParser {
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr char16_t controlPictures = 0x2400; // U+2400 SYMBOL FOR NULL, then one symbol per control code
-constexpr char16_t deletePicture = 0x2421;
+bool isControl(QChar character) {
+    const char16_t code = character.unicode();
+    return (code < 0x20 && code != u'\t') || code == 0x7f;
+}
 constexpr qsizetype shortestTimestamp = 19; // "2026-03-14T09:26:53"
 
 // The next field up to a blank, moving `rest` past it and the blank.
@@ -33,13 +37,19 @@ QString printable(QByteArrayView bytes) {
     if (text.endsWith(u'\r')) {
         text.chop(1);
     }
-    for (QChar& character : text) {
-        const char16_t code = character.unicode();
-        if (code < 0x20 && code != u'\t') {
-            character = QChar(static_cast<char16_t>(controlPictures + code));
-        } else if (code == 0x7f) {
-            character = QChar(deletePicture);
+    // Control characters are written out ("\x1B"), so that nothing in the file can steer the display.
+    if (std::any_of(text.cbegin(), text.cend(), isControl)) {
+        QString shown;
+        shown.reserve(text.size() + 16);
+        for (const QChar character : text) {
+            if (isControl(character)) {
+                shown.append(u"\\x"_s +
+                             QString::number(character.unicode(), 16).toUpper().rightJustified(2, u'0'));
+            } else {
+                shown.append(character);
+            }
         }
+        text = shown;
     }
     if (text.size() > shownLimit) {
         text.truncate(shownLimit);

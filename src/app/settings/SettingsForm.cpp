@@ -2,6 +2,7 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPainter>
 #include <QVBoxLayout>
 
 namespace tessary {
@@ -11,6 +12,32 @@ using namespace Qt::StringLiterals;
 namespace {
 constexpr int rowVerticalMargin = 9;
 constexpr int boxHorizontalMargin = 14;
+constexpr qreal boxRadius = 8;
+
+// A colour between two palette colours, so that lines stay faint in light, dark and high-contrast themes.
+QColor between(const QColor& from, const QColor& to, qreal amount) {
+    return QColor::fromRgbF(from.redF() + (to.redF() - from.redF()) * amount,
+                            from.greenF() + (to.greenF() - from.greenF()) * amount,
+                            from.blueF() + (to.blueF() - from.blueF()) * amount);
+}
+
+// The box of a group: the base colour with rounded corners and a faint border.
+class RoundedBox final : public QFrame {
+public:
+    using QFrame::QFrame;
+
+protected:
+    void paintEvent(QPaintEvent* /*event*/) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        const QPalette& colors = palette();
+        painter.setPen(
+            QPen(between(colors.color(QPalette::Base), colors.color(QPalette::WindowText), 0.18), 1));
+        painter.setBrush(colors.color(QPalette::Base));
+        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), boxRadius, boxRadius);
+    }
+};
+
 } // namespace
 
 QString withoutMnemonic(const QString& text) {
@@ -59,10 +86,7 @@ SettingsGroup::SettingsGroup(const QString& heading, QWidget* parent)
         m_heading->setContentsMargins(2, 0, 0, 0);
         layout->addWidget(m_heading);
     }
-    m_box = new QFrame(this);
-    m_box->setFrameShape(QFrame::StyledPanel);
-    m_box->setAutoFillBackground(true);
-    m_box->setBackgroundRole(QPalette::Base);
+    m_box = new RoundedBox(this);
     if (!heading.isEmpty()) {
         m_box->setAccessibleName(heading);
     }
@@ -77,11 +101,12 @@ void SettingsGroup::addSeparatorIfNeeded() {
         return;
     }
     auto* line = new QFrame(m_box);
-    line->setFrameShape(QFrame::HLine);
-    line->setFrameShadow(QFrame::Plain);
+    line->setFrameShape(QFrame::NoFrame);
     line->setFixedHeight(1);
+    line->setAutoFillBackground(true);
     QPalette colors = line->palette();
-    colors.setColor(QPalette::WindowText, colors.color(QPalette::Midlight));
+    colors.setColor(QPalette::Window,
+                    between(colors.color(QPalette::Base), colors.color(QPalette::WindowText), 0.1));
     line->setPalette(colors);
     m_rows->addWidget(line);
 }

@@ -394,10 +394,17 @@ QWidget* SettingsWindow::buildAgentRow(const AgentCandidate& agent, Pane& pane) 
     texts->setSpacing(2);
     QLabel* name = makeTextLabel(agent.name, row, 1.0, true);
     texts->addWidget(name);
+    auto* stateLine = new QHBoxLayout;
+    stateLine->setSpacing(6);
+    // A coloured dot beside the state: green when connected, amber when hooks are missing.
+    auto* dot = new QLabel(u"\u25CF"_s, row);
+    dot->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
     QLabel* state = makeTextLabel(QString(), row, 0.9);
     state->setObjectName(u"agent:"_s + agent.id + u":state"_s);
     dimLabel(state);
-    texts->addWidget(state);
+    stateLine->addWidget(dot, 0, Qt::AlignTop);
+    stateLine->addWidget(state, 1);
+    texts->addLayout(stateLine);
     layout->addLayout(texts, 1);
 
     auto* connectButton = new QPushButton(text(u"Connect"_s), row);
@@ -412,16 +419,29 @@ QWidget* SettingsWindow::buildAgentRow(const AgentCandidate& agent, Pane& pane) 
     layout->addWidget(disconnectButton, 0, Qt::AlignVCenter);
 
     const AgentHookInstaller installer = *agent.installer;
-    m_agentUpdaters.emplace_back(
-        [this, installer, state, connectButton, disconnectButton, agentName = agent.name] {
-            const AgentConnectionState now = connectionState(installer);
-            state->setText(text(displayText(now)));
-            state->setAccessibleName(state->text());
-            connectButton->setEnabled(canConnect(now));
-            disconnectButton->setEnabled(canDisconnect(now));
-            connectButton->setAccessibleDescription(state->text());
-            disconnectButton->setAccessibleDescription(state->text());
-        });
+    m_agentUpdaters.emplace_back([this, installer, dot, state, connectButton, disconnectButton] {
+        const AgentConnectionState now = connectionState(installer);
+        QPalette colors = dot->palette();
+        switch (now) {
+        case AgentConnectionState::connected:
+            colors.setColor(QPalette::WindowText, QColor(0x2e, 0xa0, 0x43));
+            break;
+        case AgentConnectionState::partlyConnected:
+            colors.setColor(QPalette::WindowText, QColor(0xd9, 0x8e, 0x04));
+            break;
+        default:
+            colors.setColor(QPalette::WindowText, palette().color(QPalette::PlaceholderText));
+            break;
+        }
+        dot->setPalette(colors);
+        state->setText(text(displayText(now)));
+        state->setAccessibleName(state->text());
+        dot->setAccessibleName(state->text());
+        connectButton->setEnabled(canConnect(now));
+        disconnectButton->setEnabled(canDisconnect(now));
+        connectButton->setAccessibleDescription(state->text());
+        disconnectButton->setAccessibleDescription(state->text());
+    });
     connect(connectButton, &QPushButton::clicked, this, [this, installer, state] {
         if (!installer.reconnect()) {
             refreshAgents();

@@ -60,7 +60,7 @@ SettingsWindow::SettingsWindow(SettingsStore& store, SettingsWindowInputs inputs
     setObjectName(u"settingsWindow"_s);
     setModal(false);
     setSizeGripEnabled(true);
-    resize(780, 600);
+    resize(800, 700);
     setMinimumSize(640, 460);
     buildFrame();
     for (const auto& [section, raw] : EnumTable<SettingsSection>::cases) {
