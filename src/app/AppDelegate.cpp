@@ -3,6 +3,7 @@
 #include "app/StatusMenu.h"
 #include "app/SystemWidgets.h"
 #include "app/TrayIcon.h"
+#include "app/UsageWidgets.h"
 #include "app/logviewer/LogViewerWindow.h"
 #include "app/onboarding/OnboardingWindow.h"
 #include "app/settings/SettingsWindow.h"
@@ -43,6 +44,14 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
         m_model, m_settingsStore, *m_environment.workspaceReader, m_positionStore, m_bus,
         *m_environment.systemEvents, *m_environment.clock, *m_environment.scheduler,
         m_environment.makeSurface});
+    // Claude usage goes on the bus first, before the widgets of this machine.
+    m_usageWidgets = std::make_unique<UsageWidgets>(
+        UsageWidgets::Environment{
+            *m_environment.clock, *m_environment.scheduler, m_settingsStore, *m_liveAgents,
+            m_environment.homeDirectory.isEmpty() ? QDir::homePath() : m_environment.homeDirectory, nullptr,
+            std::nullopt},
+        [this] { m_workspaceCoordinator->moduleDataChanged(); });
+    m_usageWidgets->registerModules(m_bus);
     if (m_environment.runsSystemWidgets) {
         m_systemWidgets =
             std::make_unique<SystemWidgets>(*m_environment.clock, *m_environment.scheduler,
@@ -98,6 +107,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_hookListener->onUpdate = [this] { m_workspaceCoordinator->moduleDataChanged(); };
     m_workspaceCoordinator->setOnCycle([this](const QDateTime& now) { m_hookListener->tick(now); });
     m_hookListener->start();
+    m_usageWidgets->startSessions();
 
     StatusMenu::Actions actions;
     actions.openSettings = [this] { openSettings(SettingsSection::general); };
@@ -121,6 +131,7 @@ void AppDelegate::applicationWillTerminate() {
     }
     m_running = false;
     DiagnosticLog::info(DiagnosticCategory::app, "terminate");
+    m_usageWidgets->stopUsage();
     if (m_systemWidgets) {
         m_systemWidgets->stop();
     }
@@ -128,6 +139,7 @@ void AppDelegate::applicationWillTerminate() {
         m_systemWidgets->stop();
     }
     m_hookListener->stop();
+    m_usageWidgets->stopSessions();
     m_workspaceCoordinator->stop();
     if (m_trayIcon) {
         m_trayIcon->hide();
@@ -178,6 +190,8 @@ void AppDelegate::runOnboardingGate() {
     if (!OnboardingGate::shouldShow(defaults)) {
         AgentHookInstaller::claude(home, &defaults).connectIfPossible();
         AgentHookInstaller::codex(home, &defaults).connectIfPossible();
+        // The usage monitor may read the credentials and the network: only once onboarding is past.
+        m_usageWidgets->startUsage();
         return;
     }
     const QList<AgentOffer> offers =
@@ -202,10 +216,16 @@ void AppDelegate::runOnboardingGate() {
         self->m_settingsStore.setSettings(next);
         OnboardingAgents::apply(agents, offers);
         OnboardingGate::markCompleted(*self->m_environment.defaults);
+        self->m_usageWidgets->startUsage();
         self->m_workspaceCoordinator->refresh(false);
         dismiss();
     };
-    m_onboarding->onLater = [dismiss] { dismiss(); };
+    m_onboarding->onLater = [self, dismiss] {
+        if (self) {
+            self->m_usageWidgets->startUsage();
+        }
+        dismiss();
+    };
     m_onboarding->show();
     m_onboarding->raise();
 }

@@ -28,6 +28,7 @@ class OnboardingWindow;
 class SettingsWindow;
 class StatusMenu;
 class SystemWidgets;
+class UsageWidgets;
 class SystemEventSource;
 class WorkspaceCoordinator;
 class WorkspaceSnapshotReader;
@@ -97,6 +98,7 @@ private:
     std::unique_ptr<HookListener> m_hookListener;
     std::unique_ptr<WorkspaceCoordinator> m_workspaceCoordinator;
     std::unique_ptr<SystemWidgets> m_systemWidgets;
+    std::unique_ptr<UsageWidgets> m_usageWidgets;
     std::unique_ptr<OnboardingWindow> m_onboarding;
     Localization m_localization;
     bool m_verboseLogging = false;
