@@ -32,8 +32,8 @@ namespace {
 
 constexpr int fileCount = 1000;
 constexpr int projectCount = 50;
-constexpr qint64 headBytes = 64 * 1024;
-constexpr qint64 tailBytes = 512 * 1024;
+constexpr qint64 headBytes = qint64{64} * 1024;
+constexpr qint64 tailBytes = qint64{512} * 1024;
 
 QByteArray line(int index, const QString& session) {
     const QString text =
@@ -68,10 +68,10 @@ QByteArray lines(qint64 bytes, const QString& session) {
 bool writeSparse(const QString& path, qint64 size, const QByteArray& head, const QByteArray& tail) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(head) != head.size() ||
-        !file.seek(size - tail.size()) || file.write(tail) != tail.size()) {
+        !file.seek(size - tail.size())) {
         return false;
     }
-    return true;
+    return file.write(tail) == tail.size();
 }
 
 // The projects folder of one file size, made once for the whole run.
@@ -88,8 +88,9 @@ public:
             m_ok = m_ok && writeSparse(folder + u'/' + name + u".jsonl"_s, fileBytes, head, tail);
             if (index % 10 == 0) {
                 QDir().mkpath(folder + u'/' + name + u"/subagents"_s);
-                m_ok = m_ok && writeSparse(folder + u'/' + name + u"/subagents/agent-a1.jsonl"_s, 256 * 1024,
-                                           head.left(4096), tail.right(80 * 1024));
+                m_ok = m_ok &&
+                       writeSparse(folder + u'/' + name + u"/subagents/agent-a1.jsonl"_s, qint64{256} * 1024,
+                                   head.left(4096), tail.right(qsizetype{80} * 1024));
             }
         }
         m_changing = root() + u"/-home-ana-work-project-0/session-0000.jsonl"_s;
@@ -125,7 +126,7 @@ void ColdPoll(benchmark::State& state) {
         return;
     }
     const SystemClock clock;
-    for (auto iteration : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         const ClaudeSessionFileProvider provider(configuration(folder), clock);
         auto sessions = provider.fetchSessions(20);
         benchmark::DoNotOptimize(sessions);
@@ -141,7 +142,7 @@ void WarmPoll(benchmark::State& state) {
     const SystemClock clock;
     const ClaudeSessionFileProvider provider(configuration(folder), clock);
     (void)provider.fetchSessions(20);
-    for (auto iteration : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         auto sessions = provider.fetchSessions(20);
         benchmark::DoNotOptimize(sessions);
     }
@@ -162,7 +163,7 @@ void OneFileChanged(benchmark::State& state) {
         return;
     }
     const QByteArray appended = line(1, u"bench"_s);
-    for (auto iteration : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         state.PauseTiming();
         file.write(appended);
         file.flush();

@@ -14,7 +14,7 @@ namespace {
 using namespace Qt::StringLiterals;
 
 // Settings files are small; one that isn't is not a settings file worth reading whole.
-constexpr qint64 settingsBytesLimit = 4 * 1024 * 1024;
+constexpr qint64 settingsBytesLimit = qint64{4} * 1024 * 1024;
 
 QString baseName(const QString& path) {
     const QString name = QFileInfo(path).fileName();

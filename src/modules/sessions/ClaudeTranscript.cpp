@@ -162,7 +162,7 @@ std::optional<QDateTime> startedAt(const QString& head) {
     for (const QStringView line : lines(head)) {
         const auto object = parseText(line);
         const auto timestamp = object ? json::string(*object, "timestamp"_L1) : std::nullopt;
-        if (const auto date = timestamp ? SessionFile::date(*timestamp) : std::nullopt) {
+        if (auto date = timestamp ? SessionFile::date(*timestamp) : std::nullopt) {
             return date;
         }
     }

@@ -34,9 +34,10 @@ QByteArray json(const QJsonObject& object) {
 // An assistant line with `tokens` in its context (split over the three counted fields).
 QByteArray assistant(qint64 tokens, const QString& model = u"claude-opus-4-6"_s,
                      const QString& session = u"s-1"_s) {
+    const qint64 read = tokens / 2;
     const QJsonObject usage{{"input_tokens"_L1, 3},
-                            {"cache_creation_input_tokens"_L1, double(tokens - 3 - tokens / 2)},
-                            {"cache_read_input_tokens"_L1, double(tokens / 2)},
+                            {"cache_creation_input_tokens"_L1, static_cast<double>(tokens - 3 - read)},
+                            {"cache_read_input_tokens"_L1, static_cast<double>(read)},
                             {"output_tokens"_L1, 999}};
     return json({{"type"_L1, "assistant"_L1},
                  {"sessionId"_L1, session},
