@@ -1,7 +1,6 @@
 #include "modules/sessions/ClaudeContextWindow.h"
 #include "modules/sessions/ClaudeTranscript.h"
 #include "modules/sessions/ModelName.h"
-#include "modules/sessions/ModifiedFileCache.h"
 #include "modules/sessions/RelativeText.h"
 
 #include <QTest>
@@ -25,8 +24,6 @@ private slots:
     void relativeSince();
     void remainingAndDuration_data();
     void remainingAndDuration();
-    void relativeTextFollowsTheLanguage();
-    void cacheReadsOnlyWhatChanged();
     void headDescription_data();
     void headDescription();
     void headValues();
@@ -160,43 +157,6 @@ void ClaudeSessionRulesTest::remainingAndDuration() {
     }
     QCOMPARE(left, remaining);
     QCOMPARE(length, duration);
-}
-
-void ClaudeSessionRulesTest::relativeTextFollowsTheLanguage() {
-    const Localization spanish(AppLanguage::spanish);
-    const QDateTime now(QDate(2026, 3, 1), QTime(12, 0), Qt::UTC);
-    // Numbers take the locale's digits grouping.
-    QVERIFY(RelativeText::duration(12'345 * 86'400.0, spanish)
-                .startsWith(spanish.locale().toString(12'345) + u'd'));
-    QVERIFY(!RelativeText::since(now.addDays(-2), now, spanish).isEmpty());
-}
-
-void ClaudeSessionRulesTest::cacheReadsOnlyWhatChanged() {
-    const QDateTime day(QDate(2026, 3, 1), QTime(12, 0), Qt::UTC);
-    QStringList reads;
-    const auto reader = [&reads](const QString& path, const QDateTime&) -> std::optional<QString> {
-        reads.append(path);
-        return path.startsWith(u"empty"_s) ? std::nullopt : std::optional(path.toUpper());
-    };
-    using Cache = ModifiedFileCache<QString, QDateTime>;
-    const Cache first =
-        Cache().refreshed(QHash<QString, QDateTime>{{u"b"_s, day}, {u"a"_s, day}, {u"empty"_s, day}}, reader);
-    QCOMPARE(reads.size(), 3);
-    QCOMPARE(first.values(), (QList<QString>{u"A"_s, u"B"_s}));
-
-    reads.clear();
-    const Cache second = first.refreshed(
-        QHash<QString, QDateTime>{{u"a"_s, day}, {u"b"_s, day.addSecs(1)}, {u"empty"_s, day}, {u"c"_s, day}},
-        reader);
-    // Unchanged files, and the one that gave nothing, are not read; "b" changed, "c" is new.
-    std::sort(reads.begin(), reads.end());
-    QCOMPARE(reads, (QStringList{u"b"_s, u"c"_s}));
-    QCOMPARE(second.valuesByPath().size(), 3);
-
-    reads.clear();
-    const Cache third = second.refreshed(QHash<QString, QDateTime>{{u"c"_s, day}}, reader);
-    QVERIFY(reads.isEmpty());
-    QCOMPARE(third.entries().keys(), QStringList{u"c"_s});
 }
 
 void ClaudeSessionRulesTest::headDescription_data() {

@@ -88,6 +88,7 @@ private slots:
     void sessionRow();
     void groupsByOrcaProject();
     void jumpCommandNamesTheSession();
+    void backgroundAgents();
 };
 
 void SessionPanelTest::stateText_data() {
@@ -387,6 +388,45 @@ void SessionPanelTest::jumpCommandNamesTheSession() {
     QCOMPARE(SessionPanel::jumpTarget(command), u"a:b/c"_s);
     QCOMPARE(SessionPanel::jumpTarget(DetailCommand{u"session.jump:"_s}), std::nullopt);
     QCOMPARE(SessionPanel::jumpTarget(DetailCommand{u"github.open"_s}), std::nullopt);
+}
+
+void SessionPanelTest::backgroundAgents() {
+    using State = ClaudeAgentList::BackgroundAgent::State;
+    const auto agent = [](const char* id, State state, double since, std::optional<double> finished = {}) {
+        BackgroundAgentState made;
+        made.agent.id = QString::fromLatin1(id);
+        made.agent.sessionID = u"session-"_s + QString::fromLatin1(id);
+        made.agent.state = state;
+        made.since = ago(since);
+        if (finished) {
+            made.finishedAt = ago(*finished);
+        }
+        return made;
+    };
+    QVERIFY(SessionPanel::backgroundSections({}, context()).empty());
+
+    QHash<QString, BackgroundAgentState> agents{
+        {u"a"_s, agent("a", State::working, 1000)},    {u"b"_s, agent("b", State::done, 50, 1799)},
+        {u"c"_s, agent("c", State::failed, 50, 1800)}, // finished too long ago
+        {u"d"_s, agent("d", State::blocked, 10)},      {u"e"_s, agent("e", State::working, 30)},
+    };
+    agents[u"d"_s].agent.needs = u"a review"_s;
+    agents[u"e"_s].agent.name = u"nightly build"_s;
+    const std::vector<DetailSection> rows = SessionPanel::backgroundSections(agents, context());
+    QCOMPARE(ids(rows),
+             (QStringList{u"claude/background"_s, u"claude/background/d"_s, u"claude/background/e"_s,
+                          u"claude/background/a"_s, u"claude/background/b"_s}));
+    QCOMPARE(rows.at(0).title, u"Background agents"_s);
+    QCOMPARE(rows.at(1).subtitle, u"waiting for a review now"_s);
+    QCOMPARE(rows.at(1).activity, DetailSection::Activity::waiting);
+    QCOMPARE(rows.at(2).title, u"nightly build"_s);
+    QCOMPARE(rows.at(2).subtitle, u"working"_s);
+    QCOMPARE(rows.at(3).subtitle, u"working for 16m 40s"_s);
+    QCOMPARE(rows.at(4).subtitle, u"done 29 min ago"_s);
+    QCOMPARE(rows.at(4).activity, std::nullopt);
+    const auto* jump = std::get_if<action::Perform>(&*rows.at(3).action);
+    QVERIFY(jump);
+    QCOMPARE(SessionPanel::jumpTarget(jump->command), u"session-a"_s);
 }
 
 QTEST_GUILESS_MAIN(SessionPanelTest)

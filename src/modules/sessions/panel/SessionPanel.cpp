@@ -308,8 +308,12 @@ QString failureSubtitle(const QDateTime& since, const std::optional<QString>& co
 }
 
 DetailCommand jumpCommand(const AgentSession& session, const Context& context) {
+    return jumpCommand(session.id, context);
+}
+
+DetailCommand jumpCommand(const QString& sessionID, const Context& context) {
     DetailCommand command;
-    command.id = jumpCommandPrefix + session.id;
+    command.id = jumpCommandPrefix + sessionID;
     command.moduleID = context.moduleID;
     command.title = context.localization.text(u"Go to session"_s);
     return command;
@@ -519,6 +523,85 @@ DetailSection section(const AgentSession& session, const Inputs& inputs, const C
         append(taskRows(session, *hooks, context));
     }
     return row;
+}
+
+std::vector<DetailSection> backgroundSections(const QHash<QString, BackgroundAgentState>& agents,
+                                              const Context& context) {
+    using State = ClaudeAgentList::BackgroundAgent::State;
+    const Localization& localization = context.localization;
+    QList<BackgroundAgentState> shown;
+    for (const BackgroundAgentState& each : agents) {
+        if (each.finishedAt && secondsBetween(*each.finishedAt, context.now) >= finishedBackgroundLifetime) {
+            continue;
+        }
+        shown.append(each);
+    }
+    if (shown.isEmpty()) {
+        return {};
+    }
+    const auto running = [](const BackgroundAgentState& each) { return !each.finishedAt.has_value(); };
+    std::sort(shown.begin(), shown.end(), [&](const BackgroundAgentState& a, const BackgroundAgentState& b) {
+        if (running(a) != running(b)) {
+            return running(a);
+        }
+        if (a.since != b.since) {
+            return a.since > b.since;
+        }
+        return a.agent.key() < b.agent.key();
+    });
+
+    std::vector<DetailSection> rows;
+    DetailSection heading;
+    heading.id = context.prefix + "background"_L1;
+    heading.title = localization.text(u"Background agents"_s);
+    heading.isHeading = true;
+    rows.push_back(std::move(heading));
+    for (const BackgroundAgentState& each : std::as_const(shown)) {
+        const ClaudeAgentList::BackgroundAgent& agent = each.agent;
+        DetailSection row;
+        row.id = context.prefix + "background/"_L1 + agent.key();
+        row.title = hasText(agent.name) ? *agent.name : agent.key();
+        const QString when = ago(each.finishedAt.value_or(each.since), context.now, localization);
+        const State state = each.isUnrecognized ? State::unknown : agent.state.value_or(State::unknown);
+        switch (state) {
+        case State::working:
+            if (const double seconds = secondsBetween(each.since, context.now); seconds >= recentWithin) {
+                row.subtitle =
+                    localization.format(u"working for %1"_s, RelativeText::duration(seconds, localization));
+            } else {
+                row.subtitle = localization.text(u"working"_s);
+            }
+            row.activity = DetailSection::Activity::working;
+            break;
+        case State::blocked:
+            row.subtitle = hasText(agent.needs)
+                               ? localization.format(u"waiting for %1 %2"_s, *agent.needs, when)
+                               : localization.format(u"waiting for you %1"_s, when);
+            row.activity = DetailSection::Activity::waiting;
+            break;
+        case State::done:
+            row.subtitle = localization.format(u"done %1"_s, when);
+            break;
+        case State::failed:
+            row.subtitle = localization.format(u"failed %1"_s, when);
+            row.activity = DetailSection::Activity::failed;
+            break;
+        case State::stopped:
+            row.subtitle = localization.format(u"stopped %1"_s, when);
+            break;
+        case State::unknown:
+            row.subtitle = localization.format(u"state unknown %1"_s, when);
+            break;
+        }
+        if (hasText(agent.directory)) {
+            row.location = DetailLocation{*agent.directory, QUrl::fromLocalFile(*agent.directory)};
+        }
+        if (!agent.sessionID.isEmpty()) {
+            row.action = action::Perform{jumpCommand(agent.sessionID, context)};
+        }
+        rows.push_back(std::move(row));
+    }
+    return rows;
 }
 
 std::vector<DetailSection> groupedSections(const Inputs& inputs, const Context& context) {

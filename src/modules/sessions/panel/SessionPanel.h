@@ -4,6 +4,7 @@
 #include "modulekit/Detail.h"
 #include "modules/agents/hooks/SessionHookState.h"
 #include "modules/agents/live/AgentLiveState.h"
+#include "modules/agents/live/BackgroundAgentState.h"
 #include "modules/agents/live/LiveStatePrecedence.h"
 #include "modules/agents/permissions/PendingPermission.h"
 #include "modules/sessions/AgentSession.h"
@@ -99,6 +100,7 @@ QString failureSubtitle(const QDateTime& since, const std::optional<QString>& co
 
 // The command of a session's row, and the session it names.
 DetailCommand jumpCommand(const AgentSession& session, const Context& context);
+DetailCommand jumpCommand(const QString& sessionID, const Context& context);
 std::optional<QString> jumpTarget(const DetailCommand& command);
 
 // One session's row, with its subagents, requests, denials and tasks as its submenu.
@@ -118,6 +120,15 @@ std::vector<DetailSection> taskRows(const AgentSession& session, const SessionHo
                                     const Context& context);
 std::vector<DetailSection> subagentRows(const AgentSession& session, const SessionHookState* hooks,
                                         const Context& context);
+
+// A finished background agent stays on show this long after it finished.
+inline constexpr double finishedBackgroundLifetime = 1800.0;
+
+// The agents Claude Code runs in the background, under the heading "Background agents": running and
+// blocked ones first, then those that finished within `finishedBackgroundLifetime`, newest first.
+// Nothing, not even the heading, when none is left.
+std::vector<DetailSection> backgroundSections(const QHash<QString, BackgroundAgentState>& agents,
+                                              const Context& context);
 
 // "Network access: host" for a request to reach the network, else its summary.
 QString requestLine(const PendingPermission& request, const Localization& localization);
