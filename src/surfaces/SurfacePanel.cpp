@@ -229,6 +229,10 @@ void SurfacePanel::leaveEvent(QEvent* event) {
 }
 
 bool SurfacePanel::event(QEvent* event) {
+    if (event->type() == QEvent::Enter && !m_pressPointer && m_callbacks.onPointerMoved) {
+        // A pointer that comes back to the very point it left from brings no move with it.
+        m_callbacks.onPointerMoved(static_cast<QEnterEvent*>(event)->globalPosition());
+    }
     if (event->type() == QEvent::WinIdChange && m_prepared) {
         // A new native window knows nothing of what the old one was told.
         m_traits.prepare(static_cast<quintptr>(winId()));

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """Prints, as JSON, the accessible tree of one running application as AT-SPI serves it to screen
-readers: names, descriptions and roles, four levels deep. Usage: atspi_read.py <process id>.
+readers: names, descriptions and roles, fourteen levels deep. Usage: atspi_read.py <process id>.
 Exits 3 while the application hasn't joined the accessibility bus yet."""
 import json
 import sys
@@ -15,7 +15,7 @@ def describe(accessible, depth):
         "role": accessible.getRoleName(),
         "children": [],
     }
-    if depth < 4:
+    if depth < 14:
         for index in range(accessible.childCount):
             child = accessible.getChildAtIndex(index)
             if child is not None:
