@@ -492,15 +492,8 @@ void HookListener::hold(const PendingPermission& pending, const QJsonObject& inp
     connect(expiry, &QTimer::timeout, this, [this, id] { deadlinePassed(id); });
     expiry->start();
 
-    Segurado segurado{connection,
-                      std::move(held),
-                      input,
-                      suggestions,
-                      agent,
-                      policy.atDeadline,
-                      pending.askedAt.addSecs(policy.deadline),
-                      expiry};
-    m_held.insert(id, std::move(segurado));
+    m_held.insert(id, Segurado{connection, std::move(held), input, suggestions, agent, policy.atDeadline,
+                               pending.askedAt.addSecs(policy.deadline), expiry});
     m_heldOrder.append(id);
     m_store.request(pending);
     DiagnosticLog::info(DiagnosticCategory::hooks, "permission.held", [&] {

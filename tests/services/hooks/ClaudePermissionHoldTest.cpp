@@ -39,7 +39,7 @@ class ClaudePermissionHoldTest : public QObject {
 private slots:
     void initTestCase();
     void answerOnTheCard_data();
-    void answerOnTheCard();
+    void answerOnTheCard() const;
 
 private:
     bool m_hasClaude = false;
@@ -64,7 +64,7 @@ void ClaudePermissionHoldTest::answerOnTheCard_data() {
     QTest::newRow("denied") << false;
 }
 
-void ClaudePermissionHoldTest::answerOnTheCard() {
+void ClaudePermissionHoldTest::answerOnTheCard() const {
     QFETCH(bool, allow);
     if (!m_hasClaude) {
         skippedForLackOfAgents = true;
