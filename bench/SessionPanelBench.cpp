@@ -19,9 +19,9 @@ SessionPanel::Inputs inputs(const QDateTime& now) {
         session.project = u"project-%1"_s.arg(index % 4);
         session.title = u"Fix the parser of the %1th file"_s.arg(index);
         session.model = u"claude-opus-4-6"_s;
-        session.contextTokens = 20'000 + 5'000 * index;
+        session.contextTokens = 20'000 + qint64{5'000} * index;
         session.contextWindow = 200'000;
-        session.lastActivity = now.addSecs(-30 * index);
+        session.lastActivity = now.addSecs(qint64{-30} * index);
         session.directory = u"/home/ana/work/project-%1"_s.arg(index % 4);
         session.toolName = u"Claude Code"_s;
         session.toolVersion = u"2.1.330"_s;
@@ -41,7 +41,7 @@ SessionPanel::Inputs inputs(const QDateTime& now) {
         AgentLiveState state;
         state.activity = static_cast<AgentActivity>(index % 4);
         state.tool = u"Bash"_s;
-        state.since = now.addSecs(-30 * index);
+        state.since = now.addSecs(qint64{-30} * index);
         made.live.insert(session.id, state);
 
         SessionHookState hooks;
