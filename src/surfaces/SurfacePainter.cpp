@@ -118,21 +118,21 @@ void drawText(QPainter& painter, const QRectF& box, const QString& text, const Q
     painter.drawText(box, static_cast<int>(alignment | Qt::TextSingleLine), shown);
 }
 
-// A headline that must be read whole: the font shrinks (to 60% at most) before anything is cut, and
-// a text of several words that still doesn't fit takes two lines at a smaller size.
-void drawFittedText(QPainter& painter, const QRectF& box, const QString& text, double pixelSize,
-                    QFont::Weight weight, const QColor& color) {
-    if (box.width() <= 1 || box.height() <= 1 || text.isEmpty()) {
-        return;
-    }
-    constexpr double smallestShare = 0.6;
-    for (double size = pixelSize; size >= pixelSize * smallestShare; size -= 0.5) {
-        const QFont f = font(size, weight);
-        if (QFontMetricsF(f).horizontalAdvance(text) <= box.width()) {
-            drawText(painter, box, text, f, color);
-            return;
+// The size at which a headline fits one line, shrinking to 60% of `pixelSize` at most; none when
+// it doesn't fit even then.
+std::optional<double> oneLineSize(const QString& text, double width, double pixelSize, QFont::Weight weight) {
+    for (double size = pixelSize; size >= pixelSize * 0.6; size -= 0.5) {
+        if (QFontMetricsF(font(size, weight)).horizontalAdvance(text) <= width) {
+            return size;
         }
     }
+    return std::nullopt;
+}
+
+// A headline of several words on two lines, split at the space nearest its middle, as large as fits
+// `box` (cut only if a single word is wider than the box at the smallest size).
+void drawTwoLines(QPainter& painter, const QRectF& box, const QString& text, double pixelSize,
+                  QFont::Weight weight, const QColor& color) {
     const qsizetype middle = text.size() / 2;
     qsizetype split = -1;
     for (qsizetype i = 0; i < text.size(); ++i) {
@@ -140,26 +140,23 @@ void drawFittedText(QPainter& painter, const QRectF& box, const QString& text, d
             split = i;
         }
     }
-    if (split > 0) {
-        const QString first = text.left(split);
-        const QString second = text.mid(split + 1);
-        const double start = std::min(pixelSize * 0.8, box.height() / 2.1);
-        for (double size = start; size >= start * 0.7; size -= 0.5) {
-            const QFont f = font(size, weight);
-            const QFontMetricsF metrics(f);
-            if (std::max(metrics.horizontalAdvance(first), metrics.horizontalAdvance(second)) <=
-                    box.width() ||
-                size - 0.5 < start * 0.7) {
-                const double line = metrics.height() * 0.92;
-                const QPointF middlePoint = box.center();
-                drawText(painter, QRectF(box.left(), middlePoint.y() - line, box.width(), line), first, f,
-                         color);
-                drawText(painter, QRectF(box.left(), middlePoint.y(), box.width(), line), second, f, color);
-                return;
-            }
-        }
+    if (split <= 0) {
+        drawText(painter, box, text, font(pixelSize * 0.6, weight), color);
+        return;
     }
-    drawText(painter, box, text, font(pixelSize * smallestShare, weight), color);
+    const QString first = text.left(split);
+    const QString second = text.mid(split + 1);
+    double size = std::min(pixelSize, box.height() / 2.3);
+    while (size > pixelSize * 0.45 &&
+           std::max(QFontMetricsF(font(size, weight)).horizontalAdvance(first),
+                    QFontMetricsF(font(size, weight)).horizontalAdvance(second)) > box.width()) {
+        size -= 0.5;
+    }
+    const QFont f = font(size, weight);
+    const double line = QFontMetricsF(f).height();
+    const double top = box.center().y() - line;
+    drawText(painter, QRectF(box.left(), top, box.width(), line), first, f, color);
+    drawText(painter, QRectF(box.left(), top + line, box.width(), line), second, f, color);
 }
 
 void drawBar(QPainter& painter, const QRectF& box, double fraction, const QColor& color) {
@@ -498,12 +495,19 @@ void SurfacePainter::paintBubble(QPainter& painter, const SurfaceScene& scene, c
                  QRectF(middle.x() - iconSide / 2, middle.y() - side * 0.255, iconSide, iconSide),
                  withAlpha(textPrimary, 0.9));
         const double inner = ring.width() - 2 * ringWidth - side * 0.06;
-        drawFittedText(painter, QRectF(middle.x() - inner / 2, middle.y() - side * 0.075, inner, side * 0.22),
-                       compact.value, side * 0.175, QFont::Bold, textPrimary);
-        drawText(painter,
-                 QRectF(middle.x() - inner / 2 + side * 0.04, middle.y() + side * 0.13, inner - side * 0.08,
-                        side * 0.14),
-                 compact.title, font(side * 0.108, QFont::DemiBold), textSecondary);
+        // A value too long for one line takes two, in the room of the value and the title together:
+        // the icon says which widget it is.
+        const QRectF valueBox(middle.x() - inner / 2, middle.y() - side * 0.075, inner, side * 0.22);
+        if (const auto size = oneLineSize(compact.value, inner, side * 0.175, QFont::Bold)) {
+            drawText(painter, valueBox, compact.value, font(*size, QFont::Bold), textPrimary);
+            drawText(painter,
+                     QRectF(middle.x() - inner / 2 + side * 0.04, middle.y() + side * 0.13,
+                            inner - side * 0.08, side * 0.14),
+                     compact.title, font(side * 0.108, QFont::DemiBold), textSecondary);
+        } else {
+            drawTwoLines(painter, QRectF(valueBox.left(), valueBox.top(), inner, side * 0.34), compact.value,
+                         side * 0.15, QFont::Bold, textPrimary);
+        }
         painter.restore();
     }
     if (openAlpha > 0) {

@@ -75,12 +75,12 @@ int main(int argc, char** argv) {
     };
 
     const QSizeF chip(140, 140);
-    // The system widgets and Local ports each stand as their own bubble on the right.
+    // Local ports and the system widgets each stand as their own bubble on the right.
     SurfaceCoordinator* ports = add(stateFor(
-        {samples::localPortsWithDetail()}, QRectF(QPointF(v.right() - 520, 250), chip), grouping::Bubble{}));
-    add(stateFor({samples::cpuWithDetail()}, QRectF(QPointF(v.right() - 170, 250), chip),
+        {samples::localPortsWithDetail()}, QRectF(QPointF(v.right() - 170, 230), chip), grouping::Bubble{}));
+    add(stateFor({samples::cpuWithDetail()}, QRectF(QPointF(v.right() - 170, 600), chip),
                  grouping::Bubble{}));
-    add(stateFor({samples::memory()}, QRectF(QPointF(v.right() - 170, 420), chip), grouping::Bubble{}));
+    add(stateFor({samples::memory()}, QRectF(QPointF(v.right() - 170, 760), chip), grouping::Bubble{}));
 
     // The docked notch at the top centre, arranged as the loop arranges it.
     const QRectF notch(v.center().x() - 90, v.top(), 180, 32);
