@@ -338,6 +338,8 @@ void SessionPanelTest::sessionRow() {
                           u"claude/session/s1/tasks"_s}));
     QCOMPARE(row.children.at(0).title, u"Read the docs"_s);
     QCOMPARE(row.children.at(0).subtitle, u"Haiku 4.5 · active now"_s);
+    QCOMPARE(row.children.at(0).activity, std::nullopt);
+    QCOMPARE(row.children.at(1).activity, DetailSection::Activity::working);
     QCOMPARE(row.children.at(2).title, u"Network access: example.com"_s);
     QCOMPARE(row.children.at(3).title, u"Denied: curl evil.example"_s);
     const std::vector<DetailStep>& steps = row.children.at(4).steps;

@@ -426,7 +426,9 @@ std::vector<DetailSection> subagentRows(const AgentSession& session, const Sessi
             localization.format(u"active %1"_s, ago(subagent.lastActivity, context.now, localization)));
         row.subtitle = line.join(u" · "_s);
         row.badge = AgentSession::contextLabel(subagent.contextTokens, subagent.contextWindow, localization);
-        if (subagent.isWorking.value_or(true)) {
+        // Its transcript alone can't tell a subagent that finished a minute ago from one that thinks:
+        // the mark waits for the status line or the agent list to say so.
+        if (subagent.isWorking == true) {
             row.activity = DetailSection::Activity::working;
         }
         rows.push_back(std::move(row));
