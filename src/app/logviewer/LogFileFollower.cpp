@@ -157,7 +157,7 @@ void LogFileFollower::poll() {
 
 void LogFileFollower::readAvailable(QList<LogEntry>& entries) {
     qint64 budget = pollReadLimit;
-    constexpr qint64 chunk = 256 * 1024;
+    constexpr qint64 chunk = qint64{256} * 1024;
     while (budget > 0) {
         const QByteArray bytes = m_file.read(std::min(chunk, budget));
         if (bytes.isEmpty()) {

@@ -26,7 +26,7 @@ public:
     // At most this much of the end of each file is read at the start; a cut first line is dropped.
     static constexpr qint64 initialReadLimit = 2'000'000;
     // Longer lines are cut there; the rest, up to the next newline, is skipped.
-    static constexpr qint64 lineLimit = 64 * 1024;
+    static constexpr qint64 lineLimit = qint64{64} * 1024;
     // At most this much is read in one poll; the rest comes with the next.
     static constexpr qint64 pollReadLimit = 4'000'000;
 

@@ -241,10 +241,12 @@ void LogViewerWindow::updateStatus() {
     }
     const int shown = m_filter.rowCount();
     const int total = m_entries.rowCount();
-    const QString count = shown == total ? text(u"%1 lines"_s).arg(m_localization.locale().toString(total))
-                                         : text(u"%1 of %2 lines"_s)
-                                               .arg(m_localization.locale().toString(shown),
-                                                    m_localization.locale().toString(total));
+    const QString count =
+        shown == total
+            ? (total == 1 ? text(u"1 line"_s)
+                          : text(u"%1 lines"_s).arg(m_localization.locale().toString(total)))
+            : text(u"%1 of %2 lines"_s)
+                  .arg(m_localization.locale().toString(shown), m_localization.locale().toString(total));
     status = status.isEmpty() ? count : status + u"  ·  "_s + count;
     m_status->setText(status);
     m_status->setAccessibleName(status);

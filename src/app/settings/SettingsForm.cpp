@@ -15,7 +15,7 @@ constexpr int boxHorizontalMargin = 14;
 constexpr qreal boxRadius = 8;
 
 // A colour between two palette colours, so that lines stay faint in light, dark and high-contrast themes.
-QColor between(const QColor& from, const QColor& to, qreal amount) {
+QColor between(const QColor& from, const QColor& to, float amount) {
     return QColor::fromRgbF(from.redF() + (to.redF() - from.redF()) * amount,
                             from.greenF() + (to.greenF() - from.greenF()) * amount,
                             from.blueF() + (to.blueF() - from.blueF()) * amount);
@@ -32,7 +32,7 @@ protected:
         painter.setRenderHint(QPainter::Antialiasing);
         const QPalette& colors = palette();
         painter.setPen(
-            QPen(between(colors.color(QPalette::Base), colors.color(QPalette::WindowText), 0.18), 1));
+            QPen(between(colors.color(QPalette::Base), colors.color(QPalette::WindowText), 0.18F), 1));
         painter.setBrush(colors.color(QPalette::Base));
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), boxRadius, boxRadius);
     }
@@ -106,7 +106,7 @@ void SettingsGroup::addSeparatorIfNeeded() {
     line->setAutoFillBackground(true);
     QPalette colors = line->palette();
     colors.setColor(QPalette::Window,
-                    between(colors.color(QPalette::Base), colors.color(QPalette::WindowText), 0.1));
+                    between(colors.color(QPalette::Base), colors.color(QPalette::WindowText), 0.1F));
     line->setPalette(colors);
     m_rows->addWidget(line);
 }
