@@ -12,7 +12,7 @@ namespace tessary {
 
 using namespace Qt::StringLiterals;
 
-UsageWidgets::UsageWidgets(Environment environment, std::function<void()> onUpdate)
+UsageWidgets::UsageWidgets(Environment environment, const std::function<void()>& onUpdate)
     : m_clock(environment.clock)
     , m_settings(environment.settings)
     , m_events(environment.events)

@@ -39,7 +39,7 @@ public:
         std::optional<ClaudeOAuthUsageProvider::Configuration> endpoint;
     };
 
-    UsageWidgets(Environment environment, std::function<void()> onUpdate);
+    UsageWidgets(Environment environment, const std::function<void()>& onUpdate);
     ~UsageWidgets();
     UsageWidgets(const UsageWidgets&) = delete;
     UsageWidgets& operator=(const UsageWidgets&) = delete;
