@@ -1,5 +1,6 @@
 #include "core/diagnostics/DiagnosticLogger.h"
 #include "modules/agents/live/AgentEventStore.h"
+#include "platform/processes/fake/FakeAgentProcesses.h"
 #include "services/hooks/HookListener.h"
 
 #include <QFile>
@@ -29,8 +30,14 @@ private slots:
     void modelsFollowStartAndSwitch();
     void updatesAreCoalesced();
     void tickDropsLapsedRequests();
+    void unanswerableQuestions_data();
+    void unanswerableQuestions();
+    void hostedSessions();
+    void captionsComeFromTheSessionList();
 
 private:
+    // Restarts the listener with a process table in which the agent has these arguments.
+    void restartWithAgent(const QStringList& arguments);
     bool handle(const QByteArray& body, QHash<QString, QString> headers = {});
     int updatesAfterEvents();
     static bool logged(const QString& fragment);
@@ -39,6 +46,7 @@ private:
     std::unique_ptr<AgentEventStore> m_store;
     std::unique_ptr<HookListener> m_listener;
     ManualClock m_clock;
+    FakeAgentProcesses m_processes;
     QString m_token;
     int m_updates = 0;
 };
@@ -281,6 +289,115 @@ void HookRoutingTest::tickDropsLapsedRequests() {
     QCOMPARE(updatesAfterEvents(), 1);
     QVERIFY(logged(u"permission.lapsed count=1"_s));
     QVERIFY(m_store->unheldForRelease().isEmpty());
+}
+
+void HookRoutingTest::restartWithAgent(const QStringList& arguments) {
+    m_listener.reset();
+    m_processes.add(
+        {4242, 1, u"/usr/local/bin/claude"_s, arguments, {}, m_clock.now().addSecs(-60), u"/dev/pts/1"_s});
+    m_listener = std::make_unique<HookListener>(*m_store, m_clock, m_home->path(), &m_processes);
+    m_listener->onUpdate = [this] { ++m_updates; };
+    QVERIFY(m_listener->start());
+}
+
+void HookRoutingTest::unanswerableQuestions_data() {
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QStringList>("arguments");
+    // Seconds the question stays on show; 0 for none.
+    QTest::addColumn<int>("shownFor");
+    QTest::newRow("Codex in a terminal") << u"codex"_s << QStringList{u"codex"_s} << 1800;
+    QTest::newRow("headless Codex") << u"codex"_s << QStringList{u"codex"_s, u"--print"_s} << 0;
+    QTest::newRow("Claude Code asks through its permission request")
+        << QString() << QStringList{u"claude"_s} << 0;
+}
+
+void HookRoutingTest::unanswerableQuestions() {
+    QFETCH(QString, source);
+    QFETCH(QStringList, arguments);
+    QFETCH(int, shownFor);
+    restartWithAgent(arguments);
+    QHash<QString, QString> headers{{u"x-tessary-agent"_s, u"4242"_s}};
+    if (!source.isEmpty()) {
+        headers.insert(u"x-tessary-source"_s, source);
+    }
+    handle(
+        R"({"session_id":"q","hook_event_name":"PreToolUse","tool_name":"request_user_input","tool_use_id":"c1",)"
+        R"("tool_input":{"questions":[{"question":"Which branch?","options":[{"label":"main"}]}]}})",
+        headers);
+    const QList<PendingPermission> shown = m_store->pendingPermissions();
+    QVERIFY(m_listener->heldRequests().isEmpty());
+    if (shownFor == 0) {
+        QVERIFY(shown.isEmpty());
+        return;
+    }
+    QCOMPARE(shown.size(), 1);
+    QCOMPARE(shown.first().id, u"c1"_s);
+    QCOMPARE(shown.first().question->options.first().label, u"main"_s);
+    QCOMPARE(m_store->live().value(u"q"_s).activity, AgentActivity::blocked);
+    QVERIFY(logged(u"question.unanswerable"_s) || !m_store->pendingPermissions().isEmpty());
+    // Nothing answers it on the card; it goes when its time is over.
+    QVERIFY(!m_listener->decide(u"c1"_s, PermissionDecision::allow, {}));
+    m_listener->tick(m_clock.now().addSecs(shownFor - 1));
+    QCOMPARE(m_store->pendingPermissions().size(), 1);
+    m_listener->tick(m_clock.now().addSecs(shownFor));
+    QVERIFY(m_store->pendingPermissions().isEmpty());
+}
+
+void HookRoutingTest::hostedSessions() {
+    // A session driven by another program that answers its own prompts.
+    restartWithAgent({u"claude"_s, u"--permission-prompt-tool"_s, u"mcp__host__ask"_s, u"-p"_s, u"x"_s});
+    const QHash<QString, QString> agent{{u"x-tessary-agent"_s, u"4242"_s}};
+    // Its plan review is left to the host altogether.
+    const bool planAnswered =
+        handle(R"({"session_id":"h","hook_event_name":"PermissionRequest","tool_name":"ExitPlanMode",)"
+               R"("tool_input":{"plan":"# P"}})",
+               agent);
+    QVERIFY(planAnswered);
+    QVERIFY(logged(u"plan.hostingApp"_s));
+    QVERIFY(m_store->pendingPermissions().isEmpty());
+    QVERIFY(m_store->permissionAsks().isEmpty());
+    // Its other requests are shown, not held, for the host's lifetime.
+    const bool commandAnswered =
+        handle(R"({"session_id":"h","hook_event_name":"PermissionRequest","tool_name":"Bash",)"
+               R"("tool_input":{"command":"ls"}})",
+               agent);
+    QVERIFY(commandAnswered);
+    QVERIFY(m_listener->heldRequests().isEmpty());
+    const QList<PendingPermission> shown = m_store->pendingPermissions();
+    QCOMPARE(shown.size(), 1);
+    QCOMPARE(shown.first().host, PermissionHost::unknownApp);
+    m_listener->tick(m_clock.now().addSecs(qint64(HookListener::hostedLifetime) - 1));
+    QCOMPARE(m_store->pendingPermissions().size(), 1);
+    m_listener->tick(m_clock.now().addSecs(qint64(HookListener::hostedLifetime)));
+    QVERIFY(m_store->pendingPermissions().isEmpty());
+}
+
+void HookRoutingTest::captionsComeFromTheSessionList() {
+    m_listener->describeSession = [](const QString& session) {
+        return HookListener::SessionCaption{u"Title of "_s + session, u"tessary"_s, u"purple"_s};
+    };
+    const bool firstHeld =
+        handle(R"({"session_id":"c","hook_event_name":"PermissionRequest","tool_name":"mcp__gh__merge",)"
+               R"("tool_use_id":"toolu_7","cwd":"","tool_input":{"url":"https://x"}})");
+    QVERIFY(firstHeld);
+    const PendingPermission pending = m_store->pendingPermissions().first();
+    QCOMPARE(pending.id, u"toolu_7"_s);
+    QCOMPARE(pending.tool, u"merge"_s);
+    QCOMPARE(pending.summary, u"https://x"_s);
+    QCOMPARE(pending.sessionTitle, u"Title of c"_s);
+    QCOMPARE(pending.project, u"tessary"_s);
+    QCOMPARE(pending.sessionColor, u"purple"_s);
+    QCOMPARE(pending.directory, std::nullopt);
+    QCOMPARE(pending.askedAt, m_clock.now());
+    // A malformed input is an empty one: an empty summary, no files.
+    const bool malformedHeld =
+        handle(R"({"session_id":"c","hook_event_name":"PermissionRequest","tool_name":"apply_patch",)"
+               R"("tool_input":"*** Add File: a"})");
+    QVERIFY(malformedHeld);
+    const PendingPermission malformed = m_store->pendingPermissions().last();
+    QCOMPARE(malformed.summary, QString());
+    QVERIFY(malformed.files.isEmpty());
+    QCOMPARE(m_listener->heldRequests().size(), 2);
 }
 
 QTEST_GUILESS_MAIN(HookRoutingTest)
