@@ -55,7 +55,7 @@ QString LogFileFollower::previousFile() const {
     return QDir(m_directory).filePath(DiagnosticRotation::previousFileName);
 }
 
-void LogFileFollower::start(int interval) {
+void LogFileFollower::load() {
     stop();
     QList<LogEntry> entries;
     readPrevious(entries);
@@ -63,6 +63,10 @@ void LogFileFollower::start(int interval) {
     if (!entries.isEmpty()) {
         emit entriesRead(entries);
     }
+}
+
+void LogFileFollower::start(int interval) {
+    load();
     m_timer.start(interval);
 }
 

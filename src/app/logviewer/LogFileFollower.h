@@ -32,6 +32,8 @@ public:
 
     explicit LogFileFollower(QString directory, QObject* parent = nullptr);
 
+    // Reads the end of both generations, as `start` does, without polling afterwards.
+    void load();
     // Reads what is there and polls every `interval` milliseconds from then on.
     void start(int interval = 400);
     void stop();
