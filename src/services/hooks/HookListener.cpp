@@ -654,6 +654,12 @@ bool HookListener::review(const QString& id, const PlanReview& planReview) {
     return !body.isEmpty();
 }
 
+void HookListener::agentListRead(const ClaudeAgentList& list, const QDateTime& at) {
+    const QList<HeldRequestRelease::Held> candidates = releaseCandidates();
+    release(m_listRelease.observe(list, at, candidates), candidates,
+            "official list: waiting, then busy or idle");
+}
+
 void HookListener::noteUnansweredQuestion(const QString& sessionID, const QJsonObject& json,
                                           const AgentQuestion& question,
                                           const std::optional<QString>& displayTool, const QString& summary,

@@ -3,6 +3,7 @@
 #include "core/diagnostics/DiagnosticValue.h"
 #include "core/time/Clock.h"
 #include "modules/agents/hooks/HookRequest.h"
+#include "modules/agents/permissions/AgentListRelease.h"
 #include "modules/agents/permissions/AgentQuestion.h"
 #include "modules/agents/permissions/HeldRequestRelease.h"
 #include "modules/agents/permissions/PendingPermission.h"
@@ -102,6 +103,10 @@ public:
     // The user's review of a held plan; likewise.
     bool review(const QString& id, const PlanReview& review);
 
+    // A reading of Claude Code's own session list: a session it showed waiting and now shows busy or
+    // idle was answered in the terminal, and its requests are released.
+    void agentListRead(const ClaudeAgentList& list, const QDateTime& at);
+
     // Routes one request. True when it has taken charge of the reply (holds the connection);
     // false when the caller is to answer with the empty 204.
     bool handle(const HookRequest& request, const std::shared_ptr<HookConnection>& connection);
@@ -177,6 +182,7 @@ private:
     // Order in which the held requests came, for the sweep and for readers.
     QStringList m_heldOrder;
     std::optional<QDateTime> m_lastProcessSweep;
+    AgentListRelease m_listRelease;
     // Processes that already released a request: a long command must not release a later one.
     QSet<RunningProcessIdentity> m_processesThatReleased;
 };

@@ -1,3 +1,4 @@
+#include "modules/agents/permissions/AgentListRelease.h"
 #include "modules/agents/permissions/HeldRequestRelease.h"
 #include "modules/agents/permissions/PermissionHoldPolicy.h"
 #include "modules/agents/permissions/TerminalApproval.h"
@@ -26,6 +27,8 @@ private slots:
     void commandMatchesProcess();
     void sweepReleasesByRunningProcesses();
     void sweepSkipsWhatItCannotTell();
+    void officialListWitnessesTerminalAnswers_data();
+    void officialListWitnessesTerminalAnswers();
 };
 
 namespace {
@@ -274,6 +277,49 @@ void PermissionReleaseTest::sweepSkipsWhatItCannotTell() {
     };
     QVERIFY(TerminalApproval::releases(held, processes, {}).isEmpty());
     QCOMPARE(held[1].command, std::nullopt);
+}
+
+void PermissionReleaseTest::officialListWitnessesTerminalAnswers_data() {
+    // The session's status in readings made every ten seconds ("gone": not in the list), and when the
+    // request was asked, in seconds after the first reading.
+    QTest::addColumn<QStringList>("statuses");
+    QTest::addColumn<int>("askedAfter");
+    QTest::addColumn<bool>("released");
+    QTest::newRow("waiting, then busy") << QStringList{u"waiting"_s, u"busy"_s} << -5 << true;
+    QTest::newRow("waiting, then idle") << QStringList{u"waiting"_s, u"waiting"_s, u"idle"_s} << -5 << true;
+    QTest::newRow("never waiting") << QStringList{u"busy"_s, u"idle"_s} << -5 << false;
+    QTest::newRow("still waiting") << QStringList{u"busy"_s, u"waiting"_s} << -5 << false;
+    QTest::newRow("asked after the wait was seen") << QStringList{u"waiting"_s, u"busy"_s} << 5 << false;
+    QTest::newRow("an unknown status changes nothing")
+        << QStringList{u"waiting"_s, u"unknown"_s, u"busy"_s} << -5 << true;
+    QTest::newRow("gone from the list in between")
+        << QStringList{u"waiting"_s, u"gone"_s, u"busy"_s} << -5 << false;
+}
+
+void PermissionReleaseTest::officialListWitnessesTerminalAnswers() {
+    QFETCH(QStringList, statuses);
+    QFETCH(int, askedAfter);
+    QFETCH(bool, released);
+    const QList<HeldRequestRelease::Held> held{
+        bashHeld(u"mine"_s, u"s"_s, u"make"_s, nine.addSecs(askedAfter)),
+        bashHeld(u"theirs"_s, u"t"_s, u"make"_s, nine.addSecs(-60))};
+    AgentListRelease witness;
+    QStringList releasedIDs;
+    for (qsizetype i = 0; i < statuses.size(); ++i) {
+        ClaudeAgentList list;
+        // Another session, busy all along with a request of its own, is never touched.
+        list.sessions.append({u"t"_s, 2, {}, {}, {}, ClaudeAgentList::Status::busy, {}});
+        if (statuses[i] != u"gone"_s) {
+            list.sessions.append(
+                {u"s"_s, 1, {}, {}, {}, enumFromRaw<ClaudeAgentList::Status>(statuses[i]), {}});
+        }
+        const QStringList now = witness.observe(list, nine.addSecs(10 * i), held);
+        if (i + 1 < statuses.size()) {
+            QVERIFY(now.isEmpty());
+        }
+        releasedIDs = now;
+    }
+    QCOMPARE(releasedIDs, released ? QStringList{u"mine"_s} : QStringList());
 }
 
 QTEST_GUILESS_MAIN(PermissionReleaseTest)

@@ -34,6 +34,7 @@ private slots:
     void unanswerableQuestions();
     void hostedSessions();
     void captionsComeFromTheSessionList();
+    void officialListReleasesWhatTheTerminalAnswered();
 
 private:
     // Restarts the listener with a process table in which the agent has these arguments.
@@ -398,6 +399,23 @@ void HookRoutingTest::captionsComeFromTheSessionList() {
     QCOMPARE(malformed.summary, QString());
     QVERIFY(malformed.files.isEmpty());
     QCOMPARE(m_listener->heldRequests().size(), 2);
+}
+
+void HookRoutingTest::officialListReleasesWhatTheTerminalAnswered() {
+    const bool held = handle(R"({"session_id":"s","hook_event_name":"PermissionRequest","tool_name":"Bash",)"
+                             R"("tool_input":{"command":"make"}})");
+    QVERIFY(held);
+    const auto reading = [](ClaudeAgentList::Status status) {
+        ClaudeAgentList list;
+        list.sessions.append({u"s"_s, 4242, {}, {}, {}, status, ClaudeAgentList::WaitingFor::permission});
+        return list;
+    };
+    m_listener->agentListRead(reading(ClaudeAgentList::Status::waiting), m_clock.now().addSecs(2));
+    QCOMPARE(m_listener->heldRequests().size(), 1);
+    m_listener->agentListRead(reading(ClaudeAgentList::Status::busy), m_clock.now().addSecs(47));
+    QVERIFY(m_listener->heldRequests().isEmpty());
+    QVERIFY(m_store->pendingPermissions().isEmpty());
+    QVERIFY(logged(u"reason=official list: waiting, then busy or idle"_s));
 }
 
 QTEST_GUILESS_MAIN(HookRoutingTest)
