@@ -3,10 +3,11 @@
 // costs (one directory walk), not what their size costs: only the newest 20 transcripts are read,
 // each through a bounded tail and head, and a poll in which nothing changed reads no file at all.
 //
-// The benchmark writes 1,000 transcripts of 2 MB (and of 10 MB) in 50 project folders, with a
-// subagent transcript beside every tenth. Each file holds real transcript lines at its head (64 KiB)
-// and its tail (512 KiB); the part between is left as a hole in a sparse file, since no reader ever
-// reaches it and writing 10 GB for each run would measure the disk, not the reader.
+// The benchmark writes 1,000 transcripts of 2 MB, 1,000 of 10 MB and 100 of 2 MB, in 50 project
+// folders, with a subagent transcript beside every tenth. Each file holds real transcript lines at
+// its head (16 KiB) and its tail (320 KiB, more than the reader's 256 KiB); the part between is left
+// as a hole in a sparse file, since no reader ever reaches it and writing 10 GB for each run would
+// measure the disk, not the reader. Arguments: file size in MB, number of files.
 //
 //   ColdPoll: a new provider each time, nothing kept from an earlier poll.
 //   WarmPoll: the same provider polled again with nothing changed.
@@ -30,10 +31,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int fileCount = 1000;
 constexpr int projectCount = 50;
-constexpr qint64 headBytes = qint64{64} * 1024;
-constexpr qint64 tailBytes = qint64{512} * 1024;
+constexpr qint64 headBytes = qint64{16} * 1024;
+constexpr qint64 tailBytes = qint64{320} * 1024;
 
 QByteArray line(int index, const QString& session) {
     const QString text =
@@ -77,7 +77,7 @@ bool writeSparse(const QString& path, qint64 size, const QByteArray& head, const
 // The projects folder of one file size, made once for the whole run.
 class Projects {
 public:
-    explicit Projects(qint64 fileBytes) {
+    Projects(qint64 fileBytes, int fileCount) {
         const QByteArray head = lines(headBytes, u"bench"_s);
         const QByteArray tail = '\n' + lines(tailBytes, u"bench"_s);
         for (int index = 0; index < fileCount; ++index) {
@@ -106,11 +106,11 @@ private:
     bool m_ok = true;
 };
 
-Projects& projects(qint64 fileBytes) {
-    static std::map<qint64, std::unique_ptr<Projects>> made;
-    auto& entry = made[fileBytes];
+Projects& projects(const benchmark::State& state) {
+    static std::map<std::pair<qint64, qint64>, std::unique_ptr<Projects>> made;
+    auto& entry = made[{state.range(0), state.range(1)}];
     if (!entry) {
-        entry = std::make_unique<Projects>(fileBytes);
+        entry = std::make_unique<Projects>(state.range(0) * 1024 * 1024, static_cast<int>(state.range(1)));
     }
     return *entry;
 }
@@ -120,7 +120,7 @@ ClaudeSessionFileProvider::Configuration configuration(const Projects& folder) {
 }
 
 void ColdPoll(benchmark::State& state) {
-    const Projects& folder = projects(state.range(0) * 1024 * 1024);
+    const Projects& folder = projects(state);
     if (!folder.ok()) {
         state.SkipWithError("the transcripts could not be written");
         return;
@@ -134,7 +134,7 @@ void ColdPoll(benchmark::State& state) {
 }
 
 void WarmPoll(benchmark::State& state) {
-    const Projects& folder = projects(state.range(0) * 1024 * 1024);
+    const Projects& folder = projects(state);
     if (!folder.ok()) {
         state.SkipWithError("the transcripts could not be written");
         return;
@@ -149,7 +149,7 @@ void WarmPoll(benchmark::State& state) {
 }
 
 void OneFileChanged(benchmark::State& state) {
-    const Projects& folder = projects(state.range(0) * 1024 * 1024);
+    const Projects& folder = projects(state);
     if (!folder.ok()) {
         state.SkipWithError("the transcripts could not be written");
         return;
@@ -175,8 +175,17 @@ void OneFileChanged(benchmark::State& state) {
 
 } // namespace
 
-BENCHMARK(ColdPoll)->Arg(2)->Arg(10)->ArgName("MB")->Unit(benchmark::kMillisecond);
-BENCHMARK(WarmPoll)->Arg(2)->Arg(10)->ArgName("MB")->Unit(benchmark::kMillisecond);
-BENCHMARK(OneFileChanged)->Arg(2)->Arg(10)->ArgName("MB")->Unit(benchmark::kMillisecond);
+namespace {
+
+void sizes(benchmark::internal::Benchmark* benchmark) {
+    benchmark->ArgNames({"MB", "files"})->Args({2, 1000})->Args({10, 1000})->Args({2, 100});
+    benchmark->Unit(benchmark::kMillisecond);
+}
+
+} // namespace
+
+BENCHMARK(ColdPoll)->Apply(sizes);
+BENCHMARK(WarmPoll)->Apply(sizes);
+BENCHMARK(OneFileChanged)->Apply(sizes);
 
 BENCHMARK_MAIN();
