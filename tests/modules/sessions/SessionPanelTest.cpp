@@ -186,6 +186,11 @@ void SessionPanelTest::trusted_data() {
     QTest::newRow("list says it waits for permission")
         << noHook << OptionalOfficial(official(ClaudeAgentList::Status::waiting, 95, WaitingFor::permission))
         << OptionalLive(blocked);
+    AgentLiveState longBlocked = live(AgentActivity::blocked, 200);
+    longBlocked.waitingFor = WaitingFor::input;
+    QTest::newRow("blocked on the list while the transcript moved")
+        << noHook << OptionalOfficial(official(ClaudeAgentList::Status::waiting, 200, WaitingFor::input))
+        << OptionalLive(longBlocked);
     QTest::newRow("list of unknown status")
         << noHook << OptionalOfficial(official(ClaudeAgentList::Status::unknown, 1)) << noHook;
 }

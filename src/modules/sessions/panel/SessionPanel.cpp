@@ -151,10 +151,10 @@ std::optional<AgentLiveState> trusted(const AgentSession& session, const std::op
     if (!resolved) {
         return std::nullopt;
     }
-    // A state that stands on the agent list alone: the list is polled, so a stopped or blocked
-    // state that the transcript has moved past since it began is no longer true. A working one
-    // writes the transcript as it goes.
-    if (official && resolved->since == official->since && resolved->activity != AgentActivity::working &&
+    // A stopped state that stands on the agent list alone: the list is polled, and a transcript
+    // written since the session stopped says a new turn began. A working session writes its
+    // transcript as it goes, and a blocked one may too (its hooks' progress), so those stand.
+    if (official && resolved->since == official->since && resolved->activity == AgentActivity::waiting &&
         secondsBetween(official->since, session.lastActivity) > transcriptLead) {
         return std::nullopt;
     }

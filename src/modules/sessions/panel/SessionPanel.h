@@ -67,9 +67,9 @@ struct Inputs {
 };
 
 // The live state believed for `session`: a hook state the transcript has moved past by more than
-// `transcriptLead` is dropped; what remains is weighed against the agent list; and a state that
-// stands only on the list, other than working, is dropped as well once the transcript has moved
-// past its beginning. Nothing when no state is left.
+// `transcriptLead` is dropped; what remains is weighed against the agent list; and a stopped state
+// that stands only on the list is dropped as well once the transcript has moved past its
+// beginning. Nothing when no state is left.
 std::optional<AgentLiveState> trusted(const AgentSession& session, const std::optional<AgentLiveState>& live,
                                       const std::optional<OfficialSessionState>& official);
 
