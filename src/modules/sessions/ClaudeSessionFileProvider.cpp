@@ -54,6 +54,10 @@ ClaudeSessionFileProvider::Configuration ClaudeSessionFileProvider::forHome(cons
 }
 
 std::optional<QString> ClaudeSessionFileProvider::configuredModel(const QString& settingsFile) {
+    // Only a regular file: opening a pipe put in its place would wait for a writer forever.
+    if (!QFileInfo(settingsFile).isFile()) {
+        return std::nullopt;
+    }
     QFile file(settingsFile);
     if (!file.open(QIODevice::ReadOnly) || file.size() > settingsBytesLimit) {
         return std::nullopt;

@@ -12,6 +12,7 @@
 #include <QTest>
 
 #include <atomic>
+#include <sys/stat.h>
 #include <thread>
 #include <utime.h>
 
@@ -549,6 +550,8 @@ void ClaudeSessionFileProviderTest::unchangedFilesAreNotReadAgain() {
 
 void ClaudeSessionFileProviderTest::limitsAndMissingRoot() {
     QVERIFY(fetched(provider()).isEmpty());
+    // A pipe where the settings belong must not hold the reading up.
+    QCOMPARE(::mkfifo(QFile::encodeName(settings()).constData(), 0600), 0);
     for (int index = 0; index < 3; ++index) {
         const QString path = transcript(u"t"_s + QString::number(index));
         write(path, assistant(100, u"claude-opus-4-6"_s, u"s"_s + QString::number(index)));
