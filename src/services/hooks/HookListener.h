@@ -62,8 +62,8 @@ public:
     };
 
     // `homeDirectory` holds the ".tessary" folder; the store, the clock and the process reading
-    // outlive the listener. Without a process reading, no session counts as headless or hosted and
-    // no running command releases a request.
+    // outlive the listener. Without a process reading, no session counts as headless or as driven by
+    // a program that answers its own prompts, and no running command releases a request.
     HookListener(AgentEventStore& store, const Clock& clock, const QString& homeDirectory,
                  HookSocketServer::Limits limits = {}, QObject* parent = nullptr);
     HookListener(AgentEventStore& store, const Clock& clock, const QString& homeDirectory,
@@ -96,8 +96,8 @@ public:
     void tick(const QDateTime& now);
 
     // The user's answer to a held request: the 200 reply with the decision's body. `answers` (question
-    // to label) go back as the call's updated input. Nothing happens for a request no longer held.
-    // False when nothing was sent.
+    // to label) go back as the call's updated input. A request no longer held (released, expired, or
+    // answered already) is left alone and nothing is sent: false then.
     bool decide(const QString& id, PermissionDecision decision, const QString& reason,
                 const std::optional<QHash<QString, QString>>& answers = std::nullopt);
     // The user's review of a held plan; likewise.
