@@ -262,9 +262,11 @@ void PermissionCardController::requestHint(const PendingPermission& request) {
         }
         self->m_hints.deliver(id, hint);
         const auto held = self->m_hints.release(id);
-        if (held && self->m_showing && self->m_model.permission() && self->m_model.permission()->id == id) {
+        if (held && self->m_model.permission() && self->m_model.permission()->id == id) {
             self->m_model.hint = held;
-            self->render();
+            if (self->m_showing) {
+                self->render(); // a hint that comes later lays the card out afresh
+            }
         }
     });
 }

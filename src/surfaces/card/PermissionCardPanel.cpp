@@ -15,6 +15,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QTimer>
@@ -35,6 +36,7 @@ const QColor criticalRed(255, 102, 102);
 const QColor successGreen(104, 214, 128);
 
 constexpr int margin = 16;
+constexpr int contentWidth = static_cast<int>(PermissionCardLayout::width) - margin - (margin - 6) - 8;
 constexpr double cornerRadius = 16;
 
 const char* const cardStyle = R"(
@@ -118,14 +120,18 @@ public:
     void setKeyCap(const QString& cap) { m_keyCap = cap; }
     void setDetail(const QString& detail) { m_detail = detail; }
 
+    // The row shares the card's width; the label elides rather than widening the card.
+    [[nodiscard]] QSize minimumSizeHint() const override { return {56, sizeHint().height()}; }
+
     [[nodiscard]] QSize sizeHint() const override {
         QFont f = font();
-        f.setPixelSize(13);
+        f.setPixelSize(12);
         f.setWeight(QFont::DemiBold);
         const QFontMetricsF metrics(f);
-        double width = metrics.horizontalAdvance(text()) + 28;
+        // The painted insets: 12 before the label, 6 between label and key cap, 8 after it.
+        double width = metrics.horizontalAdvance(text()) + 30; // and a little room for rounding
         if (!m_keyCap.isEmpty()) {
-            width += keyCapWidth() + 8;
+            width += keyCapWidth();
         }
         const int height = m_detail.isEmpty() || m_tone != Tone::option ? 32 : 46;
         return {static_cast<int>(std::ceil(width)), height};
@@ -183,7 +189,7 @@ protected:
             textBox.setRight(cap.left() - 6);
         }
         QFont f = font();
-        f.setPixelSize(13);
+        f.setPixelSize(12);
         f.setWeight(QFont::DemiBold);
         p.setFont(f);
         p.setPen(ink);
@@ -210,7 +216,7 @@ private:
         QFont capFont = font();
         capFont.setPixelSize(10);
         capFont.setWeight(QFont::Bold);
-        return QFontMetricsF(capFont).horizontalAdvance(m_keyCap) + 10;
+        return QFontMetricsF(capFont).horizontalAdvance(m_keyCap) + 8;
     }
 
     Tone m_tone;
@@ -369,8 +375,10 @@ void PermissionCardPanel::rebuild(const PermissionCardModel& model, const Locali
     m_content = new QWidget;
     m_content->setObjectName(QStringLiteral("cardContent"));
     auto* layout = new QVBoxLayout(m_content);
-    layout->setContentsMargins(0, 0, 6, 0);
+    layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(10);
+    // Always the card's width, a scroll bar's room kept on the right: rows elide and wrap to it.
+    m_content->setFixedWidth(contentWidth);
     const PendingPermission& request = *model.permission();
     addHeader(layout, request, model.queued(), localization);
     addRequestBody(layout, request, model, localization);
@@ -412,7 +420,7 @@ void PermissionCardPanel::addHeader(QVBoxLayout* layout, const PendingPermission
     titles->setSpacing(2);
     auto* titleLine = new QHBoxLayout;
     titleLine->setSpacing(8);
-    QLabel* titleLabel = label(title, "title", m_content, false);
+    QLabel* titleLabel = label(title, "title", m_content);
     titleLabel->setAccessibleName(title);
     titleLine->addWidget(titleLabel, 1);
     auto* badge = label(QString(), "badge", m_content, false);
@@ -435,8 +443,12 @@ void PermissionCardPanel::addHeader(QVBoxLayout* layout, const PendingPermission
     if (names.isEmpty()) {
         names.append(l10n.text(QStringLiteral("Session")));
     }
-    auto* session = new QPushButton(names.join(QStringLiteral(" · ")), m_content);
+    const QString sessionName = names.join(QStringLiteral(" · "));
+    auto* session = new QPushButton(m_content);
     session->setObjectName(QStringLiteral("sessionCaption"));
+    session->setText(QFontMetrics(session->font()).elidedText(sessionName, Qt::ElideRight, 250));
+    session->setAccessibleName(sessionName);
+    session->setMinimumWidth(1);
     session->setCursor(Qt::PointingHandCursor);
     session->setFocusPolicy(Qt::NoFocus);
     session->setAccessibleDescription(l10n.text(QStringLiteral("Go to this session")));
@@ -462,7 +474,12 @@ void PermissionCardPanel::addRequestBody(QVBoxLayout* layout, const PendingPermi
         if (model.hint && model.hint->planSummary) {
             layout->addWidget(label(*model.hint->planSummary, "secondary", m_content));
         }
-        QLabel* plan = label(*request.plan, "plan", m_content);
+        // Headings of a plan are drawn at body size: the card's title already says what it is.
+        QString markdown = *request.plan;
+        static const QRegularExpression heading(QStringLiteral("^#{1,6}\\s+"),
+                                                QRegularExpression::MultilineOption);
+        markdown.replace(heading, QStringLiteral("#### "));
+        QLabel* plan = label(markdown, "plan", m_content);
         plan->setTextFormat(Qt::MarkdownText);
         plan->setAccessibleName(l10n.text(QStringLiteral("Plan")));
         plan->setAccessibleDescription(*request.plan);
@@ -563,7 +580,7 @@ void PermissionCardPanel::addAnswers(QVBoxLayout* layout, const PendingPermissio
                     m_callbacks.onDecide(decision);
                 }
             });
-            row->addWidget(button, decision == PermissionDecision::allow ? 3 : 2);
+            row->addWidget(button);
         }
         layout->addLayout(row);
         break;
@@ -597,28 +614,28 @@ void PermissionCardPanel::addAnswers(QVBoxLayout* layout, const PendingPermissio
         break;
     }
     case PermissionCardKind::plan: {
-        addDraftField(layout, l10n.text(QStringLiteral("What should change?")),
-                      l10n.text(QStringLiteral("Request changes")), true);
-        auto* row = new QHBoxLayout;
-        row->setSpacing(8);
-        const std::array<std::pair<PlanCardAction, QString>, 2> approvals{{
-            {PlanCardAction::approve, l10n.text(QStringLiteral("Approve"))},
-            {PlanCardAction::approveAcceptingEdits, l10n.text(QStringLiteral("Approve and accept edits"))},
-        }};
-        for (const auto& [action, text] : approvals) {
-            auto* button =
-                new CardAnswerButton(text,
-                                     action == PlanCardAction::approve ? CardAnswerButton::Tone::primary
-                                                                       : CardAnswerButton::Tone::neutral,
-                                     m_content);
+        addDraftField(layout, l10n.text(QStringLiteral("What should change?")), QString(), true);
+        const auto planButton = [&](PlanCardAction action, const QString& text, CardAnswerButton::Tone tone) {
+            auto* button = new CardAnswerButton(text, tone, m_content);
             button->setKeyCap(cap(PermissionCardRules::shortcutOf(action)));
-            connect(button, &QPushButton::clicked, this, [this, action = action] {
+            connect(button, &QPushButton::clicked, this, [this, action] {
                 if (m_callbacks.onPlan) {
                     m_callbacks.onPlan(action);
                 }
             });
-            row->addWidget(button, action == PlanCardAction::approve ? 2 : 3);
-        }
+            return button;
+        };
+        auto* row = new QHBoxLayout;
+        row->setSpacing(8);
+        row->addWidget(planButton(PlanCardAction::approve, l10n.text(QStringLiteral("Approve")),
+                                  CardAnswerButton::Tone::primary));
+        row->addWidget(planButton(PlanCardAction::requestChanges,
+                                  l10n.text(QStringLiteral("Request changes")),
+                                  CardAnswerButton::Tone::destructive));
+        layout->addLayout(row);
+        layout->addWidget(planButton(PlanCardAction::approveAcceptingEdits,
+                                     l10n.text(QStringLiteral("Approve and accept edits")),
+                                     CardAnswerButton::Tone::neutral));
         layout->addLayout(row);
         break;
     }
@@ -644,20 +661,21 @@ void PermissionCardPanel::addDraftField(QVBoxLayout* layout, const QString& plac
             m_callbacks.onSendDraft();
         }
     });
-    row->addWidget(m_draft, 1);
-    auto* send = new CardAnswerButton(
-        sendLabel, isPlan ? CardAnswerButton::Tone::destructive : CardAnswerButton::Tone::neutral, m_content);
-    if (m_key && m_key->shortcutsActive) {
-        send->setKeyCap(shortcutText(isPlan ? u'n' : u'y'));
+    row->addWidget(m_draft, 3);
+    if (isPlan) {
+        layout->addLayout(row); // its answer is the "Request changes" button below
+        return;
     }
-    connect(send, &QPushButton::clicked, this, [this, isPlan] {
-        if (isPlan && m_callbacks.onPlan) {
-            m_callbacks.onPlan(PlanCardAction::requestChanges);
-        } else if (m_callbacks.onSendDraft) {
+    auto* send = new CardAnswerButton(sendLabel, CardAnswerButton::Tone::neutral, m_content);
+    if (m_key && m_key->shortcutsActive) {
+        send->setKeyCap(shortcutText(u'y'));
+    }
+    connect(send, &QPushButton::clicked, this, [this] {
+        if (m_callbacks.onSendDraft) {
             m_callbacks.onSendDraft();
         }
     });
-    row->addWidget(send);
+    row->addWidget(send, 1);
     layout->addLayout(row);
 }
 
@@ -674,7 +692,6 @@ double PermissionCardPanel::naturalHeight() const {
         return 0;
     }
     const QMargins outer = layout()->contentsMargins();
-    const int contentWidth = static_cast<int>(PermissionCardLayout::width) - outer.left() - outer.right();
     QLayout* inner = m_content->layout();
     const int contentHeight = inner->hasHeightForWidth() ? inner->totalHeightForWidth(contentWidth)
                                                          : inner->totalSizeHint().height();
