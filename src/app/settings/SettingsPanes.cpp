@@ -383,8 +383,7 @@ QWidget* SettingsWindow::buildWidgets(Pane& pane) {
     return page;
 }
 
-QWidget* SettingsWindow::buildAgentRow(const AgentCandidate& agent, Pane& pane) {
-    Q_UNUSED(pane);
+QWidget* SettingsWindow::buildAgentRow(const AgentCandidate& agent) {
     auto* row = new QWidget;
     row->setAccessibleName(agent.name);
     auto* layout = new QHBoxLayout(row);
@@ -466,7 +465,7 @@ QWidget* SettingsWindow::buildAdvanced(Pane& pane) {
     bool anyAgent = false;
     for (const AgentCandidate& agent : m_inputs.agents) {
         if (agent.installer) {
-            agents->addWide(buildAgentRow(agent, pane));
+            agents->addWide(buildAgentRow(agent));
             anyAgent = true;
         }
     }

@@ -86,7 +86,7 @@ private:
     QWidget* buildDisplays(Pane& pane);
     QWidget* buildWidgets(Pane& pane);
     QWidget* buildAdvanced(Pane& pane);
-    QWidget* buildAgentRow(const AgentCandidate& agent, Pane& pane);
+    QWidget* buildAgentRow(const AgentCandidate& agent);
 
     [[nodiscard]] QString text(const QString& key) const { return m_localization.text(key); }
     void edit(const std::function<void(TessarySettings&)>& change);
