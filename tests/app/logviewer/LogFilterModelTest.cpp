@@ -56,7 +56,6 @@ private slots:
     void filters_data();
     void filters();
     void capacityDropsTheOldest();
-    void cellsOfDamagedLinesHaveNoCategoryOrLevel();
 };
 
 void LogFilterModelTest::filters_data() {
@@ -126,16 +125,6 @@ void LogFilterModelTest::capacityDropsTheOldest() {
     QCOMPARE(entries.rowCount(), 4);
     QCOMPARE(entries.entry(0).message, u"m=6"_s);
     QCOMPARE(entries.entry(3).message, u"m=9"_s);
-}
-
-void LogFilterModelTest::cellsOfDamagedLinesHaveNoCategoryOrLevel() {
-    LogEntryModel entries;
-    entries.append(sample());
-    QCOMPARE(entries.index(4, LogEntryModel::categoryColumn).data().toString(), QString());
-    QCOMPARE(entries.index(4, LogEntryModel::levelColumn).data().toString(), QString());
-    QCOMPARE(entries.index(4, LogEntryModel::messageColumn).data().toString(), u"\u2400\u2400 garbage"_s);
-    QCOMPARE(entries.index(2, LogEntryModel::timeColumn).data().toString(), u"2026-03-14 09:00:00.000"_s);
-    QCOMPARE(entries.index(2, LogEntryModel::levelColumn).data().toString(), u"error"_s);
 }
 
 QTEST_GUILESS_MAIN(LogFilterModelTest)
