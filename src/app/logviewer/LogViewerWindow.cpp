@@ -1,12 +1,15 @@
 #include "app/logviewer/LogViewerWindow.h"
 
 #include <QCheckBox>
+#include <QClipboard>
 #include <QComboBox>
 #include <QDir>
 #include <QFontDatabase>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QIdentityProxyModel>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QShortcut>
@@ -116,6 +119,7 @@ LogViewerWindow::LogViewerWindow(const QString& directory, const Localization& l
     m_view->setWordWrap(false);
     m_view->setTextElideMode(Qt::ElideRight);
     m_view->setTabKeyNavigation(false);
+    m_view->installEventFilter(this);
     m_view->verticalHeader()->hide();
     m_view->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     m_view->verticalHeader()->setDefaultSectionSize(m_view->fontMetrics().height() + 8);
@@ -184,6 +188,31 @@ LogViewerWindow::~LogViewerWindow() {
     // The view goes before the models it shows.
     delete m_view;
     m_view = nullptr;
+}
+
+QString LogViewerWindow::selectedText() const {
+    QModelIndexList rows = m_view->selectionModel()->selectedRows(LogEntryModel::messageColumn);
+    std::sort(rows.begin(), rows.end(),
+              [](const QModelIndex& a, const QModelIndex& b) { return a.row() < b.row(); });
+    QStringList lines;
+    lines.reserve(rows.size());
+    for (const QModelIndex& row : rows) {
+        lines.append(row.data(Qt::ToolTipRole).toString());
+    }
+    return lines.join(u'\n');
+}
+
+bool LogViewerWindow::eventFilter(QObject* watched, QEvent* event) {
+    // Copy takes whole lines, as in the file, rather than the one cell the table would copy.
+    if (watched == m_view && event->type() == QEvent::KeyPress &&
+        static_cast<QKeyEvent*>(event)->matches(QKeySequence::Copy)) {
+        const QString text = selectedText();
+        if (!text.isEmpty()) {
+            QGuiApplication::clipboard()->setText(text);
+        }
+        return true;
+    }
+    return QDialog::eventFilter(watched, event);
 }
 
 void LogViewerWindow::setLocalization(const Localization& localization) {

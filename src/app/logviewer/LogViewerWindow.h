@@ -38,7 +38,11 @@ public:
     [[nodiscard]] LogFileFollower& follower() { return m_follower; }
     [[nodiscard]] QTableView* view() const { return m_view; }
 
+    // The selected lines as they stand in the file, one a line, in the order shown.
+    [[nodiscard]] QString selectedText() const;
+
 protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
 

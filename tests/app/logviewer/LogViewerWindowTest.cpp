@@ -5,6 +5,7 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QComboBox>
 #include <QDir>
 #include <QLabel>
@@ -53,6 +54,7 @@ private slots:
     void filtersByKeyboard();
     void relabelsInAnotherLanguageKeepingTheFilters();
     void saysWhenThereIsNoLogYet();
+    void copiesWholeSelectedLines();
     void everyControlIsNamed();
     void escapeClosesAndStopsReading();
 
@@ -142,6 +144,19 @@ void LogViewerWindowTest::saysWhenThereIsNoLogYet() {
     append(empty.filePath(u"logs/tessary.log"_s), logLine(1, DiagnosticCategory::app, DiagnosticLevel::info));
     viewer.follower().poll();
     QCOMPARE(viewer.findChild<QLabel*>(u"status"_s)->text(), u"1 line"_s);
+}
+
+void LogViewerWindowTest::copiesWholeSelectedLines() {
+    QTableView* view = m_window->view();
+    view->setFocus();
+    view->selectRow(1);
+    QTest::keyClick(view, Qt::Key_Down, Qt::ShiftModifier);
+    QTest::keyClick(view, Qt::Key_Down, Qt::ShiftModifier);
+    QTest::keyClick(view, Qt::Key_C, Qt::ControlModifier);
+    QCOMPARE(QGuiApplication::clipboard()->text(),
+             QString::fromUtf8(logLine(2, DiagnosticCategory::hooks, DiagnosticLevel::debug) +
+                               logLine(3, DiagnosticCategory::hooks, DiagnosticLevel::error)) +
+                 u"\uFFFD\\x01 torn"_s);
 }
 
 void LogViewerWindowTest::everyControlIsNamed() {
