@@ -121,7 +121,10 @@ void drawText(QPainter& painter, const QRectF& box, const QString& text, const Q
 // The size at which a headline fits one line, shrinking to 60% of `pixelSize` at most; none when
 // it doesn't fit even then.
 std::optional<double> oneLineSize(const QString& text, double width, double pixelSize, QFont::Weight weight) {
-    for (double size = pixelSize; size >= pixelSize * 0.6; size -= 0.5) {
+    // Half a pixel at a time, down to 60%.
+    const int steps = static_cast<int>(pixelSize * 0.4 / 0.5);
+    for (int step = 0; step <= steps; ++step) {
+        const double size = pixelSize - step * 0.5;
         if (QFontMetricsF(font(size, weight)).horizontalAdvance(text) <= width) {
             return size;
         }

@@ -25,11 +25,11 @@ using namespace tessary::showcase;
 namespace {
 
 SurfaceViewState stateFor(std::vector<ModuleSnapshot> modules, const QRectF& frame,
-                          SurfaceGrouping grouping) {
+                          const SurfaceGrouping& grouping) {
     SurfaceViewState state;
     state.modules = std::move(modules);
     state.placement = SurfacePlacement{QStringLiteral("showcase"), SurfaceKind::floatingChip, frame, 1, true};
-    state.grouping = std::move(grouping);
+    state.grouping = grouping;
     return state;
 }
 
@@ -66,7 +66,7 @@ int main(int argc, char** argv) {
     DetailPanel detail(traits);
     SurfaceEnvironment environment{traits, {}, [v](const QString&) { return std::optional(v); }, &detail};
     std::vector<std::unique_ptr<SurfaceCoordinator>> surfaces;
-    const auto add = [&](SurfaceViewState state) {
+    const auto add = [&](const SurfaceViewState& state) {
         auto surface =
             std::make_unique<SurfaceCoordinator>(QStringLiteral("showcase"), SurfaceCallbacks{}, environment);
         surface->show(state);

@@ -28,12 +28,12 @@ using namespace tessary::showcase;
 
 namespace {
 
-SurfaceViewState stateFor(std::vector<ModuleSnapshot> modules, const QRectF& frame, SurfaceGrouping grouping,
-                          SurfaceShape shape) {
+SurfaceViewState stateFor(std::vector<ModuleSnapshot> modules, const QRectF& frame,
+                          const SurfaceGrouping& grouping, SurfaceShape shape) {
     SurfaceViewState state;
     state.modules = std::move(modules);
     state.placement = SurfacePlacement{QStringLiteral("showcase"), SurfaceKind::floatingChip, frame, 1, true};
-    state.grouping = std::move(grouping);
+    state.grouping = grouping;
     state.chipShape = shape;
     return state;
 }
@@ -63,7 +63,7 @@ int main(int argc, char** argv) {
     X11PanelWindowTraits traits;
     SurfaceEnvironment environment{traits, {}, [v](const QString&) { return std::optional(v); }};
     std::vector<std::unique_ptr<SurfaceCoordinator>> surfaces;
-    const auto add = [&](SurfaceViewState state) {
+    const auto add = [&](const SurfaceViewState& state) {
         auto surface =
             std::make_unique<SurfaceCoordinator>(QStringLiteral("showcase"), SurfaceCallbacks{}, environment);
         surface->show(state);

@@ -777,7 +777,7 @@ void DetailPanel::choose(const DetailCommand& command, const QString& sectionID)
     send(command);
 }
 
-void DetailPanel::send(const DetailCommand& command) {
+void DetailPanel::send(const DetailCommand& command) const {
     if (m_callbacks.onCommand) {
         m_callbacks.onCommand(command);
     }

@@ -103,7 +103,7 @@ private:
     void fillMenu(QMenu* menu, const std::vector<DetailSection>& children);
 
     void choose(const DetailCommand& command, const QString& sectionID);
-    void send(const DetailCommand& command);
+    void send(const DetailCommand& command) const;
     void run(const DetailAction& action, const QString& sectionID);
     [[nodiscard]] bool canRun(const DetailAction& action) const;
     void reveal(const std::optional<DetailCommand>& command);

@@ -188,17 +188,18 @@ void ActivityMark::paintEvent(QPaintEvent* event) {
     painter.drawEllipse(middle, 3, 3);
 }
 
-DetailGlyph::DetailGlyph(SymbolIconCache& icons, QString symbol, QColor color, int side, QWidget* parent)
+DetailGlyph::DetailGlyph(SymbolIconCache& icons, QString symbol, const QColor& color, int side,
+                         QWidget* parent)
     : QWidget(parent)
     , m_icons(icons)
     , m_symbol(std::move(symbol))
-    , m_color(std::move(color))
+    , m_color(color)
     , m_side(side) {
     setFixedSize(sizeHint());
 }
 
-DetailGlyph* DetailGlyph::swatch(SymbolIconCache& icons, QColor color, QWidget* parent) {
-    return new DetailGlyph(icons, QString(), std::move(color), 10, parent);
+DetailGlyph* DetailGlyph::swatch(SymbolIconCache& icons, const QColor& color, QWidget* parent) {
+    return new DetailGlyph(icons, QString(), color, 10, parent);
 }
 
 void DetailGlyph::paintEvent(QPaintEvent* event) {

@@ -89,8 +89,9 @@ private:
 class DetailGlyph final : public QWidget {
     Q_OBJECT
 public:
-    DetailGlyph(SymbolIconCache& icons, QString symbol, QColor color, int side, QWidget* parent = nullptr);
-    static DetailGlyph* swatch(SymbolIconCache& icons, QColor color, QWidget* parent = nullptr);
+    DetailGlyph(SymbolIconCache& icons, QString symbol, const QColor& color, int side,
+                QWidget* parent = nullptr);
+    static DetailGlyph* swatch(SymbolIconCache& icons, const QColor& color, QWidget* parent = nullptr);
     [[nodiscard]] QSize sizeHint() const override { return {m_side, m_side}; }
 
 protected:

@@ -167,9 +167,9 @@ struct Rig {
     void make() {
         coordinator = std::make_unique<WorkspaceCoordinator>(WorkspaceCoordinator::Dependencies{
             model, settings, reader, positions, bus, events, clock, scheduler,
-            [this](const QString& key, SurfaceCallbacks callbacks) {
+            [this](const QString& key, const SurfaceCallbacks& callbacks) {
                 ++surfaces.made;
-                surfaces.callbacks.insert(key, std::move(callbacks));
+                surfaces.callbacks.insert(key, callbacks);
                 return std::make_unique<RecordingSurface>(key, surfaces);
             }});
     }
