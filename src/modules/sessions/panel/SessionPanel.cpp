@@ -5,6 +5,7 @@
 #include "modules/sessions/ModelName.h"
 #include "modules/sessions/RelativeText.h"
 
+#include <QSet>
 #include <QUrl>
 
 #include <algorithm>
