@@ -106,6 +106,9 @@ void AppDelegate::applicationDidFinishLaunching() {
     // Hook events: each batch rings the workspace loop, whose cycle drives the listener's timers.
     m_hookListener->onUpdate = [this] { m_workspaceCoordinator->moduleDataChanged(); };
     m_workspaceCoordinator->setOnCycle([this](const QDateTime& now) { m_hookListener->tick(now); });
+    if (m_environment.makePermissionCard) {
+        m_permissionCard = m_environment.makePermissionCard(*this);
+    }
     m_hookListener->start();
     m_usageWidgets->startSessions();
 
@@ -131,6 +134,7 @@ void AppDelegate::applicationWillTerminate() {
     }
     m_running = false;
     DiagnosticLog::info(DiagnosticCategory::app, "terminate");
+    m_permissionCard.reset();
     m_usageWidgets->stopUsage();
     if (m_systemWidgets) {
         m_systemWidgets->stop();

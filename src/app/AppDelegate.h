@@ -12,6 +12,7 @@
 #include <QObject>
 #include <QSettings>
 
+#include <functional>
 #include <memory>
 
 class QSystemTrayIcon;
@@ -19,6 +20,7 @@ class QSystemTrayIcon;
 namespace tessary {
 
 class AgentEventStore;
+class AppDelegate;
 class Clock;
 class HookListener;
 class LogViewerController;
@@ -48,6 +50,8 @@ struct AppEnvironment {
     QString homeDirectory;
     // Local servers, CPU and memory; off in tests that drive the loop alone.
     bool runsSystemWidgets = true;
+    // Builds the permission card and its answers' wiring at launch; without it no card shows.
+    std::function<std::unique_ptr<QObject>(AppDelegate&)> makePermissionCard;
 };
 
 // Owns every long-lived object, starts them in a fixed order and stops them in another.
@@ -107,6 +111,8 @@ private:
     std::unique_ptr<SettingsWindow> m_settingsWindow;
     std::unique_ptr<LogViewerController> m_logViewer;
     std::unique_ptr<QSystemTrayIcon> m_trayIcon;
+    // Last, so that it goes first: it holds on to the listener and the loop.
+    std::unique_ptr<QObject> m_permissionCard;
 };
 
 } // namespace tessary

@@ -4,12 +4,17 @@
 #include "app/UnixSignals.h"
 #include "core/diagnostics/DiagnosticLog.h"
 #include "core/time/Clock.h"
+#include "platform/keygrab/linux/X11ShortcutGrab.h"
 #include "platform/loginitem/linux/XdgAutostartLoginItem.h"
 #include "platform/panels/linux/X11PanelWindowTraits.h"
+#include "platform/processes/linux/LiveAgentProcesses.h"
+#include "platform/sessionjump/linux/X11WindowActivator.h"
 #include "platform/systemevents/linux/LinuxSystemEventSource.h"
 #include "platform/workspace/linux/ScreenOnlyWorkspaceReader.h"
 #include "services/monitoring/Scheduler.h"
+#include "services/shell/Shell.h"
 #include "surfaces/SurfaceEnvironment.h"
+#include "surfaces/card/PermissionCardBinding.h"
 
 #include <QSettings>
 
@@ -37,6 +42,11 @@ int main(int argc, char** argv) {
     LinuxSystemEventSource systemEvents;
 
     X11PanelWindowTraits panelTraits;
+    // The permission card's backends outlive the delegate that holds the card.
+    X11ShortcutGrab cardShortcuts;
+    X11WindowActivator windowActivator;
+    LiveAgentProcesses agentProcesses(clock);
+    Shell shell;
     std::unique_ptr<AppDelegate> delegate;
 
     AppEnvironment environment;
@@ -48,6 +58,12 @@ int main(int argc, char** argv) {
     environment.systemEvents = &systemEvents;
     environment.makeSurface = makeSurfaceFactory(SurfaceEnvironment{
         panelTraits, [&delegate] { return delegate ? delegate->localization() : Localization(); }, {}});
+    environment.makePermissionCard = [&](AppDelegate& app) -> std::unique_ptr<QObject> {
+        return std::make_unique<PermissionCardBinding>(PermissionCardBinding::Dependencies{
+            app.hookListener(), app.liveAgents(), app.workspaceCoordinator(), app.model(),
+            app.settingsStore(), clock, panelTraits, cardShortcuts, windowActivator, agentProcesses, shell,
+            [&app] { return app.localization(); }});
+    };
     delegate = std::make_unique<AppDelegate>(environment);
 
     UnixSignals signals_;

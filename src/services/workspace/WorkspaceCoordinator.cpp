@@ -294,6 +294,11 @@ void WorkspaceCoordinator::runRefresh(bool userInitiated) {
     m_deps.model.setWorkspace(workspace);
     m_deps.model.setLastError(std::nullopt);
 
+    // 7. The permission card follows the held requests within one refresh.
+    if (m_permissionCardUpdate) {
+        m_permissionCardUpdate(workspace.activeDisplay);
+    }
+
     // 8-9. What happened since the last tick.
     std::vector<HostEvent> events = hostEvents(previous, workspace, userInitiated);
     if (m_hasPendingModuleDataChange) {

@@ -108,6 +108,10 @@ public:
     }
     // Called once per paced cycle, ahead of the refresh (the hook listener's timers run on it).
     void setOnCycle(std::function<void(const QDateTime& now)> onCycle) { m_onCycle = std::move(onCycle); }
+    // Run on every refresh with the active display: shows or hides the permission card.
+    void setPermissionCardUpdate(std::function<void(const DisplaySnapshot& activeDisplay)> update) {
+        m_permissionCardUpdate = std::move(update);
+    }
 
     // The user dropped a surface at `frame`.
     void surfaceMoved(const QString& key, const SurfacePlacement& placement, const QRectF& frame);
@@ -185,6 +189,7 @@ private:
     bool m_refreshAgainUserInitiated = false;
     ScheduledCall m_nextCycle;
     std::function<void(const QDateTime&)> m_onCycle;
+    std::function<void(const DisplaySnapshot&)> m_permissionCardUpdate;
     std::function<void(const PermissionCommand&)> m_permissionCommandHandler;
     DetailPanelLink* m_detailPanel = nullptr;
     NotchEditor* m_notchEditor = nullptr;

@@ -95,8 +95,9 @@ void PermissionCardBinding::update(const DisplaySnapshot& activeDisplay) {
 }
 
 void PermissionCardBinding::playSound(const QString& soundName) {
-    const QString player = Shell::resolve(QStringLiteral("canberra-gtk-play"), Shell::extendedEnvironment(
-                                                                                   QProcessEnvironment::systemEnvironment()));
+    const QString player =
+        Shell::resolve(QStringLiteral("canberra-gtk-play"),
+                       Shell::extendedEnvironment(QProcessEnvironment::systemEnvironment()));
     if (player.isEmpty()) {
         QApplication::beep();
         return;
