@@ -1,0 +1,154 @@
+#include "AtSpiDriver.h"
+#include "SampleSnapshots.h"
+#include "SurfaceX11Driver.h"
+#include "platform/panels/linux/X11PanelWindowTraits.h"
+#include "platform/systemevents/fake/FakeSystemEventSource.h"
+#include "platform/workspace/fake/FakeWorkspaceReader.h"
+#include "services/workspace/WorkspaceCoordinator.h"
+#include "surfaces/SurfaceCoordinator.h"
+#include "surfaces/SurfacePanel.h"
+#include "surfaces/detail/DetailPanel.h"
+
+#include <QApplication>
+#include <QPromise>
+#include <QScreen>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tessary;
+using namespace tessary::testing;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Local ports as the real widget publishes it, with a fact that wants attention; its commands are
+// recorded and end when the test says so.
+class PortsModule final : public CorvaneModule {
+public:
+    explicit PortsModule(const Clock& clock)
+        : m_clock(clock) {}
+    QString id() const override { return u"local.services"_s; }
+    QString displayName() const override { return u"Local ports"_s; }
+    QString summary() const override { return {}; }
+    ModuleGroup group() const override { return ModuleGroup::code; }
+    std::optional<ModuleSnapshot> handle(HostEvent, const ModuleContext&) override {
+        ModuleSnapshot snapshot = samples::localPortsWithDetail();
+        snapshot.generatedAt = m_clock.now();
+        snapshot.variants.signal =
+            ChangeSignal::make({{u"stopped:6006"_s, ChangeSignal::Fact::Tone::attention,
+                                 u"storybook on :6006 stopped"_s, m_clock.now()}});
+        return snapshot;
+    }
+    QFuture<void> perform(const DetailCommand& command) override {
+        performed.append(command.id);
+        m_promise = std::make_unique<QPromise<void>>();
+        m_promise->start();
+        return m_promise->future();
+    }
+    void finish() {
+        if (m_promise) {
+            m_promise->finish();
+        }
+    }
+    QStringList performed;
+
+private:
+    const Clock& m_clock;
+    std::unique_ptr<QPromise<void>> m_promise;
+};
+
+WorkspaceSnapshot screenWorkspace() {
+    DisplaySnapshot display;
+    display.id = u"screen"_s;
+    display.name = u"screen"_s;
+    display.frame = QRectF(QGuiApplication::primaryScreen()->geometry());
+    display.visibleFrame = QRectF(QGuiApplication::primaryScreen()->availableGeometry());
+    display.isMain = true;
+    WorkspaceSnapshot workspace;
+    workspace.displays = {display};
+    workspace.activeDisplay = display;
+    workspace.cursorLocation = QPointF(5, 900);
+    return workspace;
+}
+
+} // namespace
+
+// The loop, real surfaces and the shared detail panel together under a real X server.
+class WorkspaceDetailX11Test : public QObject {
+    Q_OBJECT
+private slots:
+    void openingTheDetailAcknowledgesAndStopRunsThroughTheBus();
+};
+
+void WorkspaceDetailX11Test::openingTheDetailAcknowledgesAndStopRunsThroughTheBus() {
+    X11Driver x11;
+    QVERIFY(x11.isConnected());
+    QTemporaryDir dir;
+    QSettings defaults(dir.filePath(u"t.conf"_s), QSettings::IniFormat);
+    AppModel model;
+    SettingsStore settings(defaults, {});
+    TessarySettings chosen = settings.settings();
+    chosen.placementMode = PlacementMode::floatingChip;
+    settings.setSettings(chosen);
+    SurfacePositionStore positions(defaults);
+    FakeWorkspaceReader reader(screenWorkspace());
+    ModuleEventBus bus;
+    FakeSystemEventSource events;
+    ManualClock clock;
+    ManualScheduler scheduler(clock);
+    auto module = std::make_shared<PortsModule>(clock);
+    bus.registerModule(module);
+
+    X11PanelWindowTraits traits;
+    DetailPanel detail(traits);
+    const QRectF visible = QGuiApplication::primaryScreen()->availableGeometry();
+    const SurfaceFactory real = makeSurfaceFactory(SurfaceEnvironment{
+        traits, {}, [visible](const QString&) { return std::optional(visible); }, &detail});
+    std::map<QString, SurfaceCoordinator*> made;
+    WorkspaceCoordinator loop({model, settings, reader, positions, bus, events, clock, scheduler,
+                               [&](const QString& key, SurfaceCallbacks callbacks) {
+                                   auto surface = real(key, std::move(callbacks));
+                                   made[key] = dynamic_cast<SurfaceCoordinator*>(surface.get());
+                                   return surface;
+                               }});
+    loop.setDetailPanel(&detail);
+    loop.start();
+
+    SurfaceCoordinator* ports = made.at(u"local.services@screen"_s);
+    QVERIFY(ports->currentState()->modules.front().variants.signal);
+    QTRY_VERIFY_WITH_TIMEOUT(x11.isViewable(static_cast<std::uint32_t>(ports->panel().winId())), 5000);
+    QTest::qWait(200);
+
+    const QPoint middle = ports->panel().frame().center().toPoint();
+    QVERIFY(X11Driver::xdotool(
+        {u"mousemove"_s, u"--sync"_s, QString::number(middle.x()), QString::number(middle.y())}));
+    QTRY_VERIFY(detail.isVisible());
+    // The look is taken as seen: the mark leaves the surface and the status menu's snapshot, and
+    // the fact stays listed in the open detail.
+    QTRY_VERIFY(!ports->currentState()->modules.front().variants.signal);
+    QVERIFY(!model.moduleSnapshots().front().variants.signal);
+    QVERIFY(AtSpiDriver::waitFor(u"storybook on :6006 stopped"_s));
+
+    // Stop asks first, then goes to the module through the bus and waits on the panel until it ends.
+    QVERIFY(AtSpiDriver::press(u"Stop"_s, u"push button"_s));
+    QVERIFY(AtSpiDriver::waitFor(u"Stop API server on :8080?"_s));
+    QVERIFY(module->performed.isEmpty());
+    QVERIFY(AtSpiDriver::press(u"Stop"_s, u"push button"_s, u"Stop API server on :8080?"_s));
+    QTRY_COMPARE(module->performed, QStringList{u"stop:tcp:8080"_s});
+    QCOMPARE(loop.runningCommands(), QSet<QString>{u"stop:tcp:8080"_s});
+    module->finish();
+    QTRY_VERIFY(loop.runningCommands().isEmpty());
+
+    QVERIFY(X11Driver::xdotool({u"mousemove"_s, u"--sync"_s, u"5"_s, u"900"_s}));
+    QTRY_VERIFY(!detail.isVisible());
+    loop.stop();
+}
+
+int main(int argc, char** argv) {
+    qputenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1");
+    QApplication app(argc, argv);
+    WorkspaceDetailX11Test test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "WorkspaceDetailX11Test.moc"
