@@ -41,6 +41,7 @@ private slots:
     void runningCommandReleases();
     void hostedRequestIsShownWithoutHold();
     void lateAnswersSendNothing();
+    void stoppingLeavesTheAgentsToTheirTerminals();
 
 private:
     void startListener(const AgentProcessReading* processes = nullptr);
@@ -538,6 +539,18 @@ void PermissionHoldTest::lateAnswersSendNothing() {
                  .toObject()
                  .value(u"behavior"_s),
              u"deny"_s);
+}
+
+void PermissionHoldTest::stoppingLeavesTheAgentsToTheirTerminals() {
+    const auto first = hold(bash(u"s"_s, u"make"_s));
+    const auto second = hold(request(u"t"_s, u"ExitPlanMode"_s, {{u"plan"_s, u"# P"_s}}));
+    m_listener->stop();
+    // The connections close with the listener: the hooks print nothing and exit 0, and the agents ask
+    // in their terminals. Nothing is left on show that nobody waits for.
+    QCOMPARE(HookCommands::finish(first.get()), (HookRun{0, {}}));
+    QCOMPARE(HookCommands::finish(second.get()), (HookRun{0, {}}));
+    QVERIFY(m_listener->heldRequests().isEmpty());
+    QVERIFY(m_store->pendingPermissions().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(PermissionHoldTest)
