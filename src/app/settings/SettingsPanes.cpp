@@ -249,8 +249,12 @@ QWidget* SettingsWindow::buildGeneral(Pane& pane) {
     questions->addRow(text(u"Sound for &questions"_s),
                       text(u"Played when an agent waits for your answer on the card."_s), sound);
     connect(sound, &QComboBox::activated, this, [this, sound](int index) {
-        const auto value = enumFromRaw<AlertSound>(sound->itemData(index).toString());
-        edit([&](TessarySettings& settings) { settings.questionSound = value.value_or(AlertSound::none); });
+        const AlertSound value =
+            enumFromRaw<AlertSound>(sound->itemData(index).toString()).value_or(AlertSound::none);
+        edit([&](TessarySettings& settings) { settings.questionSound = value; });
+        if (const auto name = systemName(value); name && m_inputs.previewSound) {
+            m_inputs.previewSound(*name);
+        }
     });
     pane.updaters.emplace_back(
         [sound](const TessarySettings& settings) { selectData(sound, rawValue(settings.questionSound)); });

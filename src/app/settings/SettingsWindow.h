@@ -38,6 +38,8 @@ struct SettingsWindowInputs {
     std::function<bool(const QUrl&)> openUrl;
     // Opens the log viewer; the button is left out without it.
     std::function<void()> showLog;
+    // Plays a question sound by its platform name when the user picks it, so that it can be heard.
+    std::function<void(const QString& soundName)> previewSound;
 };
 
 // The settings window: a sidebar of four panes (General, Displays, Widgets, Advanced). Every control writes

@@ -165,6 +165,7 @@ private slots:
     void eachControlChangesTheStore();
     void changesMadeElsewhereShowInTheWindow();
     void languageSwitchRelabelsTheWindowAndKeepsTheFocus();
+    void aChosenSoundIsPlayedOnce();
     void loginItemFollowsTheSwitch();
     void agentsConnectAndDisconnect();
     void anAgentThatIsNotInstalledOffersNothing();
@@ -197,6 +198,7 @@ private:
     bool m_loginSucceeds = true;
     QList<QUrl> m_opened;
     bool m_openSucceeds = true;
+    QStringList m_played;
     QString m_home;
 };
 
@@ -209,6 +211,7 @@ void SettingsWindowTest::init() {
     m_loginSucceeds = true;
     m_opened.clear();
     m_openSucceeds = true;
+    m_played.clear();
     m_connected = {display(u"DP-1"_s, u"Dell U2720Q"_s)};
     TessarySettings start;
     start.language = AppLanguage::english;
@@ -239,6 +242,7 @@ void SettingsWindowTest::makeWindow() {
         return m_openSucceeds;
     };
     inputs.showLog = [] {};
+    inputs.previewSound = [this](const QString& name) { m_played.append(name); };
     m_window = std::make_unique<SettingsWindow>(*m_store, std::move(inputs));
     m_window->show();
     QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
@@ -358,6 +362,17 @@ void SettingsWindowTest::languageSwitchRelabelsTheWindowAndKeepsTheFocus() {
     settle();
     QCOMPARE(m_window->windowTitle(), u"Ajustes do Tessary"_s);
     QCOMPARE(m_window->localization().language(), AppLanguage::portuguese);
+}
+
+void SettingsWindowTest::aChosenSoundIsPlayedOnce() {
+    makeWindow();
+    auto* sound = find<QComboBox>(u"questionSound"_s);
+    chooseWithKeyboard(sound, u"submarine"_s); // passes "Discreet" on the way: each pick is heard
+    QCOMPARE(m_played, (QStringList{u"Tink"_s, u"Submarine"_s}));
+    chooseWithKeyboard(sound, u"none"_s);
+    QCOMPARE(m_played.size(), 3); // "Discreet" again on the way up; silence plays nothing
+    settle();
+    QCOMPARE(m_played.size(), 3); // a refresh of the window plays nothing
 }
 
 void SettingsWindowTest::loginItemFollowsTheSwitch() {
