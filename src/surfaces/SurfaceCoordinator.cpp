@@ -157,6 +157,11 @@ void SurfaceCoordinator::setInteractionPaused(bool paused) {
     if (paused) {
         cancelHoverExit();
         releaseDetailPanel();
+        if (m_isHovering) {
+            // Held still at rest, so that the notch's editor stands clear of an open panel.
+            m_isOpenedByClick = false;
+            hoverChanged(false);
+        }
     }
 }
 

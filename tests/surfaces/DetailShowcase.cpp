@@ -9,6 +9,7 @@
 #include "surfaces/SurfaceCoordinator.h"
 #include "surfaces/SurfacePanel.h"
 #include "surfaces/detail/DetailPanel.h"
+#include "surfaces/notch/NotchEditorPanel.h"
 
 #include <QApplication>
 #include <QCursor>
@@ -43,12 +44,13 @@ bool save(const QPixmap& shot, const QString& path) {
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    if (argc < 3) {
-        std::fprintf(stderr, "usage: detail_showcase <detail.png> <notch.png>\n");
+    if (argc < 4) {
+        std::fprintf(stderr, "usage: detail_showcase <detail.png> <notch.png> <notch-editing.png>\n");
         return 2;
     }
     const QString detailOut = QString::fromLocal8Bit(argv[1]);
     const QString notchOut = QString::fromLocal8Bit(argv[2]);
+    const QString editingOut = QString::fromLocal8Bit(argv[3]);
     QScreen* screen = QGuiApplication::primaryScreen();
     const QRectF v = screen->availableGeometry();
 
@@ -64,6 +66,7 @@ int main(int argc, char** argv) {
 
     X11PanelWindowTraits traits;
     DetailPanel detail(traits);
+    NotchEditorPanel notchEditor(traits, [] { return Localization(); });
     SurfaceEnvironment environment{traits, {}, [v](const QString&) { return std::optional(v); }, &detail};
     std::vector<std::unique_ptr<SurfaceCoordinator>> surfaces;
     const auto add = [&](const SurfaceViewState& state) {
@@ -120,7 +123,28 @@ int main(int argc, char** argv) {
                 painter.drawPixmap(0, 0, resting);
                 painter.drawPixmap(0, resting.height() + 12, open);
                 painter.end();
-                app.exit(save(both, notchOut) ? 0 : 1);
+                if (!save(both, notchOut)) {
+                    app.exit(1);
+                    return;
+                }
+                // Notch editing: the surfaces hold still and the editor lists the tabs under the notch.
+                QCursor::setPos(QPoint(40, static_cast<int>(v.bottom()) - 40));
+                notchSurface->setInteractionPaused(true);
+                NotchEditor::Content content;
+                content.notch = notch;
+                NotchPreferences preferences;
+                preferences.smartOrdering = false;
+                content.preferences = preferences;
+                content.tabs = NotchArrangement::editingTabs(docked, preferences, true);
+                for (const ModuleSnapshot& module : docked) {
+                    content.titles.insert(module.id, module.variants.compact.title);
+                }
+                notchEditor.showEditor(content);
+                QTimer::singleShot(1200, &app, [&] {
+                    app.exit(save(screen->grabWindow(0, notchArea.x(), 0, notchArea.width(), 470), editingOut)
+                                 ? 0
+                                 : 1);
+                });
             });
         });
     });

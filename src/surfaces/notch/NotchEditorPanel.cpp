@@ -24,7 +24,10 @@ QLabel[role="title"] { font-size: 15px; font-weight: 700; }
 QLabel[role="heading"] { color: rgba(255, 255, 255, 130); font-size: 11px; font-weight: 700; padding-top: 6px; }
 QLabel[role="hidden"] { color: rgba(255, 255, 255, 110); }
 QLabel[role="hint"] { color: rgba(255, 255, 255, 130); font-size: 11px; }
-QCheckBox { color: rgb(246, 247, 250); font-size: 12px; spacing: 6px; }
+QCheckBox { color: rgb(246, 247, 250); font-size: 12px; spacing: 7px; }
+QCheckBox::indicator { width: 14px; height: 14px; border-radius: 4px; border: 1px solid rgba(255, 255, 255, 90);
+                       background: rgba(255, 255, 255, 20); }
+QCheckBox::indicator:checked { background: rgb(52, 110, 220); border-color: rgb(110, 160, 240); }
 QPushButton { color: rgb(246, 247, 250); background: rgba(255, 255, 255, 26); border: 1px solid rgba(255, 255, 255, 30);
               border-radius: 6px; padding: 2px 8px; font-size: 12px; font-weight: 600; min-width: 18px; }
 QPushButton:hover { background: rgba(255, 255, 255, 44); }
