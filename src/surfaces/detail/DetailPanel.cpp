@@ -5,6 +5,7 @@
 
 #include <QDesktopServices>
 #include <QGridLayout>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -15,6 +16,7 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <QWindow>
 
@@ -31,6 +33,8 @@ constexpr int cornerRadius = 14;
 constexpr int outerMargin = 10;
 constexpr int noticeLimit = 3;
 constexpr int menuLineLimit = 96;
+// How soon new content is tried again while a button is held down.
+constexpr int pressRetryMs = 150;
 
 const QColor glassTop(38, 40, 48, 242);
 const QColor glassBottom(22, 23, 29, 248);
@@ -310,6 +314,16 @@ void DetailPanel::rebuild() {
     // While the user types, the text field stays as it is; the new content comes after.
     if (m_input && m_input->hasFocus()) {
         m_rebuildDeferred = true;
+        return;
+    }
+    // Nor is a button replaced between its press and its release.
+    if (QGuiApplication::mouseButtons() != Qt::NoButton && underMouse()) {
+        m_rebuildDeferred = true;
+        QTimer::singleShot(pressRetryMs, this, [this] {
+            if (m_rebuildDeferred) {
+                rebuild();
+            }
+        });
         return;
     }
     m_rebuildDeferred = false;
