@@ -194,21 +194,20 @@ protected:
         p.setFont(f);
         p.setPen(ink);
         const Qt::Alignment align = m_tone == Tone::option ? Qt::AlignLeft : Qt::AlignHCenter;
+        const int flags = static_cast<int>((align | Qt::AlignVCenter).toInt());
         if (m_tone == Tone::option && !m_detail.isEmpty()) {
             const QRectF top(textBox.left(), box.top() + 5, textBox.width(), 20);
-            p.drawText(top, align | Qt::AlignVCenter,
-                       QFontMetricsF(f).elidedText(text(), Qt::ElideRight, top.width()));
+            p.drawText(top, flags, QFontMetricsF(f).elidedText(text(), Qt::ElideRight, top.width()));
             QFont small = font();
             small.setPixelSize(11);
             p.setFont(small);
             p.setPen(textSecondary);
             const QRectF bottom(textBox.left(), top.bottom(), textBox.width(), 17);
-            p.drawText(bottom, align | Qt::AlignVCenter,
+            p.drawText(bottom, flags,
                        QFontMetricsF(small).elidedText(m_detail, Qt::ElideRight, bottom.width()));
             return;
         }
-        p.drawText(textBox, align | Qt::AlignVCenter,
-                   QFontMetricsF(f).elidedText(text(), Qt::ElideRight, textBox.width()));
+        p.drawText(textBox, flags, QFontMetricsF(f).elidedText(text(), Qt::ElideRight, textBox.width()));
     }
 
 private:
