@@ -391,7 +391,8 @@ void PermissionCardPanel::rebuild(const PermissionCardModel& model, const Locali
     if (hadKeyboard && !m_draft) {
         releaseKeyboard();
     }
-    QAccessible::updateAccessibility(new QAccessibleEvent(this, QAccessible::NameChanged));
+    QAccessibleEvent changed(this, QAccessible::NameChanged);
+    QAccessible::updateAccessibility(&changed);
 }
 
 void PermissionCardPanel::addHeader(QVBoxLayout* layout, const PendingPermission& request, int queued,
