@@ -12,12 +12,15 @@
 #include "modules/agents/installers/OnboardingAgents.h"
 #include "modules/agents/installers/OnboardingGate.h"
 #include "modules/agents/live/AgentEventStore.h"
+#include "modules/sessions/AgentSession.h"
 #include "platform/loginitem/LoginItem.h"
 #include "services/hooks/HookListener.h"
 #include "services/workspace/WorkspaceCoordinator.h"
+#include "surfaces/card/PermissionCardBinding.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFuture>
 #include <QPointer>
 #include <QSysInfo>
 #include <QSystemTrayIcon>
@@ -39,7 +42,8 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
     , m_liveAgents(std::make_unique<AgentEventStore>()) {
     m_hookListener = std::make_unique<HookListener>(
         *m_liveAgents, *m_environment.clock,
-        m_environment.homeDirectory.isEmpty() ? QDir::homePath() : m_environment.homeDirectory);
+        m_environment.homeDirectory.isEmpty() ? QDir::homePath() : m_environment.homeDirectory,
+        m_environment.agentProcesses);
     m_workspaceCoordinator = std::make_unique<WorkspaceCoordinator>(WorkspaceCoordinator::Dependencies{
         m_model, m_settingsStore, *m_environment.workspaceReader, m_positionStore, m_bus,
         *m_environment.systemEvents, *m_environment.clock, *m_environment.scheduler,
@@ -51,7 +55,37 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
             m_environment.homeDirectory.isEmpty() ? QDir::homePath() : m_environment.homeDirectory, nullptr,
             std::nullopt},
         [this] { m_workspaceCoordinator->moduleDataChanged(); });
-    m_usageWidgets->registerModules(m_bus);
+    m_usageWidgets->registerModules(m_bus, [this](const QString& sessionID) {
+        const qint32 pid = m_liveAgents->agentPIDs().value(sessionID);
+        if (pid > 1 && m_environment.focusAgentProcess) {
+            m_environment.focusAgentProcess(pid);
+        }
+        return QtFuture::makeReadyFuture();
+    });
+    // The card names a held request's session by what the session list knows of it.
+    const auto findSession = [this](const QString& sessionID) -> std::optional<AgentSession> {
+        for (const AgentSession& session : m_usageWidgets->sessionStore().sessions()) {
+            if (session.id == sessionID) {
+                return session;
+            }
+        }
+        return std::nullopt;
+    };
+    m_hookListener->describeSession = [findSession](const QString& sessionID) {
+        const std::optional<AgentSession> session = findSession(sessionID);
+        if (!session) {
+            return HookListener::SessionCaption{};
+        }
+        const QString title = session->displayTitle();
+        return HookListener::SessionCaption{
+            title.isEmpty() ? std::nullopt : std::optional<QString>(title),
+            session->project.isEmpty() ? std::nullopt : std::optional<QString>(session->project),
+            session->roleColor};
+    };
+    m_hookListener->isDesktopSession = [findSession](const QString& sessionID) {
+        const std::optional<AgentSession> session = findSession(sessionID);
+        return session && session->origin == QLatin1StringView("Desktop");
+    };
     if (m_environment.runsSystemWidgets) {
         m_systemWidgets =
             std::make_unique<SystemWidgets>(*m_environment.clock, *m_environment.scheduler,
@@ -173,6 +207,7 @@ void AppDelegate::openSettings(SettingsSection section) {
         };
         inputs.logsFolder = logs;
         inputs.showLog = [this] { m_logViewer->show(m_localization); };
+        inputs.previewSound = [](const QString& soundName) { PermissionCardBinding::playSound(soundName); };
         m_settingsWindow = std::make_unique<SettingsWindow>(m_settingsStore, std::move(inputs));
         // A display plugged in or out while the window is open shows at once.
         connect(&m_model, &AppModel::changed, m_settingsWindow.get(), [this] {

@@ -20,6 +20,7 @@ class QSystemTrayIcon;
 namespace tessary {
 
 class AgentEventStore;
+class AgentProcessReading;
 class AppDelegate;
 class Clock;
 class HookListener;
@@ -50,6 +51,10 @@ struct AppEnvironment {
     QString homeDirectory;
     // Local servers, CPU and memory; off in tests that drive the loop alone.
     bool runsSystemWidgets = true;
+    // Tells headless sessions and running commands to the hook listener; none in tests that don't ask.
+    const AgentProcessReading* agentProcesses = nullptr;
+    // Brings the terminal or window of an agent's process forward; session rows do nothing without it.
+    std::function<void(qint32 pid)> focusAgentProcess;
     // Builds the permission card and its answers' wiring at launch; without it no card shows.
     std::function<std::unique_ptr<QObject>(AppDelegate&)> makePermissionCard;
 };

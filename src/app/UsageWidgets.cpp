@@ -34,13 +34,12 @@ UsageWidgets::~UsageWidgets() {
     stopSessions();
 }
 
-void UsageWidgets::registerModules(ModuleEventBus& bus) {
+void UsageWidgets::registerModules(ModuleEventBus& bus, UsageMeterSessions::Jump jump) {
     const QString moduleID = QLatin1StringView(UsageMeterModule::moduleID);
-    // Rows jump to their session once a jump is wired in; until then a click does nothing.
     bus.registerModule(std::make_shared<UsageMeterModule>(UsageMeterServices{
         m_usageStore, m_clock,
         UsageSessionRows::sessions(m_sessionStore, m_events, QLatin1StringView(AgentEventStore::defaultAgent),
-                                   moduleID, u"claude/"_s)}));
+                                   moduleID, u"claude/"_s, std::move(jump))}));
 }
 
 void UsageWidgets::followLanguage() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "modules/sessions/SessionStore.h"
+#include "modules/usage/UsageMeterModule.h"
 #include "modules/usage/UsageStore.h"
 #include "platform/credentials/ClaudeTokenSource.h"
 #include "services/monitoring/ProviderRunner.h"
@@ -47,7 +48,8 @@ public:
     UsageWidgets& operator=(UsageWidgets&&) = delete;
 
     // Registers the Claude usage widget, which goes before every other.
-    void registerModules(ModuleEventBus& bus);
+    // `jump` brings a session row's terminal forward; without it a click does nothing.
+    void registerModules(ModuleEventBus& bus, UsageMeterSessions::Jump jump = {});
     // Both may be called more than once; a running monitor is left alone.
     void startUsage();
     void startSessions();

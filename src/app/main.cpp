@@ -11,10 +11,14 @@
 #include "platform/sessionjump/linux/X11WindowActivator.h"
 #include "platform/systemevents/linux/LinuxSystemEventSource.h"
 #include "platform/workspace/linux/ScreenOnlyWorkspaceReader.h"
+#include "services/jump/SessionJump.h"
 #include "services/monitoring/Scheduler.h"
 #include "services/shell/Shell.h"
+#include "services/workspace/WorkspaceCoordinator.h"
 #include "surfaces/SurfaceEnvironment.h"
 #include "surfaces/card/PermissionCardBinding.h"
+#include "surfaces/detail/DetailPanel.h"
+#include "surfaces/notch/NotchEditorPanel.h"
 
 #include <QSettings>
 
@@ -56,8 +60,15 @@ int main(int argc, char** argv) {
     environment.scheduler = &scheduler;
     environment.workspaceReader = workspaceReader.get();
     environment.systemEvents = &systemEvents;
-    environment.makeSurface = makeSurfaceFactory(SurfaceEnvironment{
-        panelTraits, [&delegate] { return delegate ? delegate->localization() : Localization(); }, {}});
+    environment.agentProcesses = &agentProcesses;
+    SessionJump sessionJump(agentProcesses, shell, windowActivator);
+    environment.focusAgentProcess = [&sessionJump](qint32 pid) { (void)sessionJump.focus(pid); };
+    const auto localization = [&delegate] { return delegate ? delegate->localization() : Localization(); };
+    // One detail panel for every surface, and the notch's editor; both outlive the delegate.
+    DetailPanel detailPanel(panelTraits);
+    NotchEditorPanel notchEditor(panelTraits, localization);
+    environment.makeSurface =
+        makeSurfaceFactory(SurfaceEnvironment{panelTraits, localization, {}, &detailPanel});
     environment.makePermissionCard = [&](AppDelegate& app) -> std::unique_ptr<QObject> {
         return std::make_unique<PermissionCardBinding>(PermissionCardBinding::Dependencies{
             app.hookListener(), app.liveAgents(), app.workspaceCoordinator(), app.model(),
@@ -65,6 +76,8 @@ int main(int argc, char** argv) {
             [&app] { return app.localization(); }});
     };
     delegate = std::make_unique<AppDelegate>(environment);
+    delegate->workspaceCoordinator().setDetailPanel(&detailPanel);
+    delegate->workspaceCoordinator().setNotchEditor(&notchEditor);
 
     UnixSignals signals_;
     QObject::connect(&signals_, &UnixSignals::terminationRequested, &application,
@@ -75,5 +88,8 @@ int main(int argc, char** argv) {
                      [&delegate] { delegate->applicationWillTerminate(); });
 
     delegate->applicationDidFinishLaunching();
-    return TessaryApplication::exec();
+    const int status = TessaryApplication::exec();
+    // The delegate's surfaces hold the panels declared after it: it goes first.
+    delegate.reset();
+    return status;
 }

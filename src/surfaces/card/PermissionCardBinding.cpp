@@ -3,6 +3,7 @@
 #include "core/diagnostics/DiagnosticLog.h"
 #include "core/settings/SettingsStore.h"
 #include "modules/agents/live/AgentEventStore.h"
+#include "modules/agents/permissions/PermissionCommand.h"
 #include "modules/agents/permissions/PermissionDecision.h"
 #include "services/hooks/HookListener.h"
 #include "services/jump/SessionJump.h"
@@ -75,10 +76,27 @@ PermissionCardBinding::PermissionCardBinding(Dependencies dependencies, QObject*
     };
     card.onVisibilityChange = [this](bool showing) { m_deps.model.setAskingPermission(showing); };
     m_deps.coordinator.setPermissionCardUpdate([this](const DisplaySnapshot& display) { update(display); });
+    // A request answered from a session row of the detail panel takes the card's path to the listener.
+    m_deps.coordinator.setPermissionCommandHandler([this](const PermissionCommand& command) {
+        const std::optional<PermissionResponse> response = command.response(m_deps.liveAgents.permissions());
+        if (!response) {
+            return;
+        }
+        DiagnosticLog::info(DiagnosticCategory::card, "card.answer", [&] {
+            return DiagnosticFields{{"via", DiagnosticValue::name(QStringLiteral("detail"))},
+                                    {"request", DiagnosticValue::shortID(response->requestID)}};
+        });
+        m_deps.listener.decide(
+            response->requestID, response->decision, QString::fromLatin1(deniedByUserReason),
+            response->answers.isEmpty() ? std::nullopt
+                                        : std::optional<QHash<QString, QString>>(response->answers));
+        m_deps.coordinator.refresh(false);
+    });
 }
 
 PermissionCardBinding::~PermissionCardBinding() {
     m_deps.coordinator.setPermissionCardUpdate(nullptr);
+    m_deps.coordinator.setPermissionCommandHandler(nullptr);
 }
 
 void PermissionCardBinding::update(const DisplaySnapshot& activeDisplay) {

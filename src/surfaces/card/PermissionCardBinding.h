@@ -57,10 +57,11 @@ public:
     PermissionCardBinding& operator=(PermissionCardBinding&&) = delete;
 
     [[nodiscard]] PermissionCardController& controller() { return *m_controller; }
+    // Plays a question sound by its platform name through the sound theme, else the bell.
+    static void playSound(const QString& soundName);
 
 private:
     void update(const DisplaySnapshot& activeDisplay);
-    void playSound(const QString& soundName);
 
     Dependencies m_deps;
     std::unique_ptr<PermissionCardController> m_controller;
