@@ -828,8 +828,11 @@ void HookListenerTest::heldConnectionHearsItsPeerGo() {
     auto* server = new HookSocketServer(
         this,
         [&](HookRequest request, std::shared_ptr<HookConnection> connection) {
-            received = std::move(request);
-            kept = std::move(connection);
+            // Only the first: a stray client of an earlier test's port must not swap the held one.
+            if (!kept) {
+                received = std::move(request);
+                kept = std::move(connection);
+            }
         },
         limits);
     QThread thread;
