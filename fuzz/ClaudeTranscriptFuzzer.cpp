@@ -52,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         check(description->size() <= 60 && !description->contains(u'\n'));
     }
     (void)tessary::ClaudeTranscript::startedAt(head);
-    (void)tessary::ClaudeTranscript::lastValue(QLatin1StringView("customTitle"), QLatin1StringView("custom-title"),
-                                               head);
+    (void)tessary::ClaudeTranscript::lastValue(QLatin1StringView("customTitle"),
+                                               QLatin1StringView("custom-title"), head);
     return 0;
 }

@@ -766,4 +766,21 @@ void SurfacePainter::paintNotch(QPainter& painter, const SurfaceScene& scene, co
     }
 }
 
+void SurfacePainter::paintPanelGlass(QPainter& painter, const QRectF& bounds, double cornerRadius) {
+    // Nearly opaque: text on it must stay readable over whatever bubble or window lies behind.
+    static const QColor glassTop(38, 40, 48, 248);
+    static const QColor glassBottom(22, 23, 29, 252);
+    static const QColor rim(255, 255, 255, 34);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF box = bounds.adjusted(0.5, 0.5, -0.5, -0.5);
+    QPainterPath path;
+    path.addRoundedRect(box, cornerRadius, cornerRadius);
+    QLinearGradient glass(box.topLeft(), box.bottomLeft());
+    glass.setColorAt(0, glassTop);
+    glass.setColorAt(1, glassBottom);
+    painter.fillPath(path, glass);
+    painter.setPen(QPen(rim, 1));
+    painter.drawPath(path);
+}
+
 } // namespace tessary

@@ -40,6 +40,8 @@ public:
 
     // The outline of a form as a path: what is filled, and what the input region follows.
     [[nodiscard]] static QPainterPath outline(const SurfaceForm& form);
+    // The dark glass of the panels that open beside surfaces (detail, card, notch editor), filling `bounds`.
+    static void paintPanelGlass(QPainter& painter, const QRectF& bounds, double cornerRadius);
 
 private:
     void paintBubble(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form, double e);

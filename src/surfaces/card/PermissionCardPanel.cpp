@@ -2,6 +2,7 @@
 
 #include "modules/agents/card/PermissionCardLayout.h"
 #include "platform/panels/PanelWindowTraits.h"
+#include "surfaces/SurfacePainter.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -25,9 +26,6 @@ namespace tessary {
 
 namespace {
 
-const QColor glassTop(38, 40, 48, 240);
-const QColor glassBottom(20, 21, 27, 246);
-const QColor rim(255, 255, 255, 36);
 const QColor textPrimary(246, 247, 250);
 const QColor textSecondary(255, 255, 255, 168);
 const QColor accentBlue(112, 170, 255);
@@ -764,16 +762,7 @@ void PermissionCardPanel::releaseKeyboard() {
 void PermissionCardPanel::paintEvent(QPaintEvent* event) {
     Q_UNUSED(event);
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF box = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
-    QPainterPath path;
-    path.addRoundedRect(box, cornerRadius, cornerRadius);
-    QLinearGradient glass(box.topLeft(), box.bottomLeft());
-    glass.setColorAt(0, glassTop);
-    glass.setColorAt(1, glassBottom);
-    painter.fillPath(path, glass);
-    painter.setPen(QPen(rim, 1));
-    painter.drawPath(path);
+    SurfacePainter::paintPanelGlass(painter, QRectF(rect()), cornerRadius);
 }
 
 void PermissionCardPanel::enterEvent(QEnterEvent* event) {

@@ -1,6 +1,7 @@
 #include "surfaces/detail/DetailPanel.h"
 
 #include "platform/panels/PanelWindowTraits.h"
+#include "surfaces/SurfacePainter.h"
 #include "surfaces/detail/DetailWidgets.h"
 
 #include <QDesktopServices>
@@ -35,10 +36,6 @@ constexpr int noticeLimit = 3;
 constexpr int menuLineLimit = 96;
 // How soon new content is tried again while a button is held down.
 constexpr int pressRetryMs = 150;
-
-const QColor glassTop(38, 40, 48, 242);
-const QColor glassBottom(22, 23, 29, 248);
-const QColor rim(255, 255, 255, 34);
 
 // The panel's own look for Qt's widgets: white type on smoked glass, quiet buttons, one red for
 // what can't be undone.
@@ -279,16 +276,7 @@ bool DetailPanel::containsPointer(const QPointF& global) const {
 void DetailPanel::paintEvent(QPaintEvent* event) {
     Q_UNUSED(event);
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF box = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
-    QPainterPath path;
-    path.addRoundedRect(box, cornerRadius, cornerRadius);
-    QLinearGradient glass(box.topLeft(), box.bottomLeft());
-    glass.setColorAt(0, glassTop);
-    glass.setColorAt(1, glassBottom);
-    painter.fillPath(path, glass);
-    painter.setPen(QPen(rim, 1));
-    painter.drawPath(path);
+    SurfacePainter::paintPanelGlass(painter, QRectF(rect()), cornerRadius);
 }
 
 void DetailPanel::leaveEvent(QEvent* event) {

@@ -1,6 +1,7 @@
 #include "surfaces/notch/NotchEditorPanel.h"
 
 #include "platform/panels/PanelWindowTraits.h"
+#include "surfaces/SurfacePainter.h"
 
 #include <QCheckBox>
 #include <QHBoxLayout>
@@ -110,12 +111,7 @@ void NotchEditorPanel::hideEditor() {
 void NotchEditorPanel::paintEvent(QPaintEvent* event) {
     Q_UNUSED(event);
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    QPainterPath path;
-    path.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), cornerRadius, cornerRadius);
-    painter.fillPath(path, QColor(14, 15, 19, 246));
-    painter.setPen(QPen(QColor(255, 255, 255, 36), 1));
-    painter.drawPath(path);
+    SurfacePainter::paintPanelGlass(painter, QRectF(rect()), cornerRadius);
 }
 
 QString NotchEditorPanel::moduleTitle(const QString& id) const {
