@@ -153,7 +153,7 @@ void SurfacePainterTest::iconsTakeTheirColourAndFallBack() {
     QCOMPARE(unknown, fallback);
     QVERIFY(!unknown.isNull());
     const qsizetype cached = cache.size();
-    cache.icon(u"cpu"_s, 24, 2, red);
+    (void)cache.icon(u"cpu"_s, 24, 2, red);
     QCOMPARE(cache.size(), cached);
 }
 

@@ -153,7 +153,7 @@ std::unique_ptr<QProcess> HookListenerTest::startDecision(const QByteArray& body
     const qsizetype before = m_listener->heldRequests().size();
     auto process = start(decisionCommand(source), body);
     // Held once the listener has it; a request answered at once (shown without a hold) ends the command.
-    QTest::qWaitFor(
+    (void)QTest::qWaitFor(
         [&] {
             return m_listener->heldRequests().size() > before || process->state() == QProcess::NotRunning;
         },
