@@ -4,7 +4,7 @@
 
 using namespace tessary;
 
-int main(int argc, char** argv) {
+int main(int argc, [[maybe_unused]] char** argv) {
     ManualClock clock;
     DiagnosticLogger logger(clock, std::nullopt, nullptr);
 #if defined(REFUSED_accepted)
