@@ -1,5 +1,6 @@
 #include "modules/usage/UsageMeterModule.h"
 
+#include "modulekit/SnapshotPrioritizer.h"
 #include "modules/sessions/panel/SessionPanel.h"
 #include "modules/usage/UsageWidgetPresenter.h"
 
@@ -8,28 +9,6 @@
 namespace tessary {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-int urgency(ModuleState state) {
-    switch (state) {
-    case ModuleState::critical:
-        return 5;
-    case ModuleState::attention:
-        return 4;
-    case ModuleState::active:
-        return 3;
-    case ModuleState::success:
-        return 2;
-    case ModuleState::quiet:
-        return 1;
-    case ModuleState::unavailable:
-        break;
-    }
-    return 0;
-}
-
-} // namespace
 
 UsageMeterModule::UsageMeterModule(UsageMeterServices services)
     : m_services(std::move(services)) {}
@@ -87,7 +66,8 @@ std::optional<ModuleSnapshot> UsageMeterModule::handle(HostEvent event, const Mo
     }
     // Sessions waiting on the user outrank quiet usage; a widget without usage figures still shows
     // its sessions.
-    if (reading && reading->state && urgency(*reading->state) > urgency(snapshot.state)) {
+    if (reading && reading->state &&
+        SnapshotPrioritizer::weight(*reading->state) > SnapshotPrioritizer::weight(snapshot.state)) {
         snapshot.state = *reading->state;
     }
     return snapshot;
