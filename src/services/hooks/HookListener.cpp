@@ -133,7 +133,7 @@ void HookListener::stop() {
     // no longer shows what nobody waits for.
     const QStringList heldIDs = m_heldOrder;
     for (const QString& id : heldIDs) {
-        if (const auto segurado = takeHeld(id)) {
+        if (takeHeld(id)) {
             m_store.resolvePermission(id);
         }
     }
@@ -492,8 +492,8 @@ void HookListener::hold(const PendingPermission& pending, const QJsonObject& inp
     connect(expiry, &QTimer::timeout, this, [this, id] { deadlinePassed(id); });
     expiry->start();
 
-    m_held.insert(id, Segurado{connection, std::move(held), input, suggestions, agent, policy.atDeadline,
-                               pending.askedAt.addSecs(policy.deadline), expiry});
+    m_held.insert(id, HeldConnection{connection, std::move(held), input, suggestions, agent,
+                                     policy.atDeadline, pending.askedAt.addSecs(policy.deadline), expiry});
     m_heldOrder.append(id);
     m_store.request(pending);
     DiagnosticLog::info(DiagnosticCategory::hooks, "permission.held", [&] {
@@ -552,8 +552,8 @@ void HookListener::release(const QStringList& ids, const QList<HeldRequestReleas
     }
     const QDateTime now = m_clock.now();
     for (const QString& id : ids) {
-        if (const auto segurado = takeHeld(id)) {
-            send(segurado->connection, HookWire::noContentReply.toByteArray());
+        if (const auto taken = takeHeld(id)) {
+            send(taken->connection, HookWire::noContentReply.toByteArray());
             DiagnosticLog::info(DiagnosticCategory::hooks, "permission.released", [&] {
                 return DiagnosticFields{{"reason", reason}, {"request", DiagnosticValue::shortID(id)}};
             });
@@ -571,12 +571,12 @@ void HookListener::release(const QStringList& ids, const QList<HeldRequestReleas
 }
 
 void HookListener::expire(const QString& id) {
-    const auto segurado = takeHeld(id);
-    if (!segurado) {
+    const auto taken = takeHeld(id);
+    if (!taken) {
         return;
     }
-    send(segurado->connection, HookWire::noContentReply.toByteArray());
-    m_store.expirePermission(segurado->request, m_clock.now());
+    send(taken->connection, HookWire::noContentReply.toByteArray());
+    m_store.expirePermission(taken->request, m_clock.now());
     DiagnosticLog::info(DiagnosticCategory::hooks, "permission.expired", [&] {
         return DiagnosticFields{{"request", DiagnosticValue::shortID(id)}};
     });
@@ -598,8 +598,8 @@ void HookListener::deadlinePassed(const QString& id) {
 
 bool HookListener::decide(const QString& id, PermissionDecision decision, const QString& reason,
                           const std::optional<QHash<QString, QString>>& answers) {
-    const auto segurado = takeHeld(id);
-    if (!segurado) {
+    const auto taken = takeHeld(id);
+    if (!taken) {
         return false;
     }
     std::optional<QJsonObject> updatedInput;
@@ -608,24 +608,24 @@ bool HookListener::decide(const QString& id, PermissionDecision decision, const 
         for (auto it = answers->cbegin(); it != answers->cend(); ++it) {
             answerObject.insert(it.key(), it.value());
         }
-        updatedInput = segurado->input;
+        updatedInput = taken->input;
         updatedInput->insert(QStringLiteral("answers"), answerObject);
     }
-    const DecisionReader reader{segurado->request.fingerprint.tool, segurado->suggestions,
-                                segurado->agent.supportsAlwaysAllow, segurado->agent.acceptsUpdatedInput};
+    const DecisionReader reader{taken->request.fingerprint.tool, taken->suggestions,
+                                taken->agent.supportsAlwaysAllow, taken->agent.acceptsUpdatedInput};
     const QByteArray body =
         QJsonDocument(decisionPayload(decision, reason, updatedInput, reader)).toJson(QJsonDocument::Compact);
-    send(segurado->connection,
+    send(taken->connection,
          body.isEmpty() ? HookWire::noContentReply.toByteArray() : HookWire::decisionReply(body));
 
     const QDateTime now = m_clock.now();
-    const HeldRequestRelease::Held& record = segurado->request;
+    const HeldRequestRelease::Held& record = taken->request;
     m_store.notePermissionAnswered(record.sessionID, record.fingerprint, now);
     m_store.resolvePermission(id);
     m_store.resumeTurn(record.sessionID, now);
     DiagnosticLog::info(DiagnosticCategory::hooks, "permission.decided", [&] {
         return DiagnosticFields{{"decision", DiagnosticValue::caseName(effectiveDecision(
-                                                 decision, segurado->agent.supportsAlwaysAllow))},
+                                                 decision, taken->agent.supportsAlwaysAllow))},
                                 {"request", DiagnosticValue::shortID(id)}};
     });
     requestUpdate();
@@ -633,16 +633,16 @@ bool HookListener::decide(const QString& id, PermissionDecision decision, const 
 }
 
 bool HookListener::review(const QString& id, const PlanReview& planReview) {
-    const auto segurado = takeHeld(id);
-    if (!segurado) {
+    const auto taken = takeHeld(id);
+    if (!taken) {
         return false;
     }
-    const QByteArray body = QJsonDocument(planReview.payload(segurado->input)).toJson(QJsonDocument::Compact);
-    send(segurado->connection,
+    const QByteArray body = QJsonDocument(planReview.payload(taken->input)).toJson(QJsonDocument::Compact);
+    send(taken->connection,
          body.isEmpty() ? HookWire::noContentReply.toByteArray() : HookWire::decisionReply(body));
 
     const QDateTime now = m_clock.now();
-    const HeldRequestRelease::Held& record = segurado->request;
+    const HeldRequestRelease::Held& record = taken->request;
     m_store.notePermissionAnswered(record.sessionID, record.fingerprint, now);
     m_store.resolvePermission(id);
     m_store.resumeTurn(record.sessionID, now);
@@ -728,19 +728,19 @@ void HookListener::releaseRunningCommands(const QDateTime& now) {
     release(ids, candidates, "approved command is running");
 }
 
-std::optional<HookListener::Segurado> HookListener::takeHeld(const QString& id) {
+std::optional<HookListener::HeldConnection> HookListener::takeHeld(const QString& id) {
     const auto found = m_held.find(id);
     if (found == m_held.end()) {
         return std::nullopt;
     }
-    Segurado segurado = std::move(*found);
+    HeldConnection taken = std::move(*found);
     m_held.erase(found);
     m_heldOrder.removeOne(id);
-    if (segurado.expiry) {
-        segurado.expiry->stop();
-        segurado.expiry->deleteLater();
+    if (taken.expiry) {
+        taken.expiry->stop();
+        taken.expiry->deleteLater();
     }
-    return segurado;
+    return taken;
 }
 
 void HookListener::send(const std::shared_ptr<HookConnection>& connection, const QByteArray& bytes) {

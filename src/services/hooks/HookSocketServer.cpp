@@ -87,7 +87,9 @@ void HookSocketServer::readFrom(quint64 id) {
     Connection& connection = found->second;
     QTcpSocket* socket = connection.socket;
     while (socket->bytesAvailable() > 0) {
-        const QByteArray data = socket->read(m_limits.readSize);
+        // Sized to what is there: a buffer of the full read size per small request costs more in the
+        // allocator than the request's framing.
+        const QByteArray data = socket->read(std::min(socket->bytesAvailable(), m_limits.readSize));
         if (data.isEmpty()) {
             return;
         }
@@ -125,7 +127,9 @@ void HookSocketServer::send(quint64 id, const QByteArray& bytes) {
     found->second.stage = Stage::replied;
     QTcpSocket* socket = found->second.socket;
     socket->write(bytes);
-    // Closes once the reply is written.
+    // A reply is a few hundred bytes: written now rather than on the next turn of the event loop, so
+    // that the socket closes at once.
+    socket->flush();
     socket->disconnectFromHost();
 }
 
