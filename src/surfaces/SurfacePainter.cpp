@@ -1,6 +1,7 @@
 #include "surfaces/SurfacePainter.h"
 
 #include "spatial/slots/SurfaceShapes.h"
+#include "surfaces/SurfacePalette.h"
 
 #include <QFontMetricsF>
 #include <QLinearGradient>
@@ -14,23 +15,23 @@ namespace tessary {
 
 namespace {
 
-// The palette: a smoked glass that reads over any wallpaper, white type, and one colour per tone.
+// Glass colours only the surfaces use; the shared ones come from the palette.
 const QColor glassTop(38, 40, 48, 226);
 const QColor glassBottom(20, 21, 27, 236);
 const QColor notchBlack(7, 7, 9, 252);
 const QColor rimLight(255, 255, 255, 30);
 const QColor rimDark(0, 0, 0, 110);
-const QColor textPrimary(246, 247, 250);
-const QColor textSecondary(255, 255, 255, 160);
-const QColor textTertiary(255, 255, 255, 112);
-const QColor track(255, 255, 255, 34);
-const QColor hoverWash(255, 255, 255, 16);
-const QColor divider(255, 255, 255, 22);
-const QColor progressBlue(112, 170, 255);
-const QColor pressureMint(92, 214, 172);
-const QColor warningAmber(247, 186, 77);
-const QColor criticalRed(255, 102, 102);
-const QColor successGreen(104, 214, 128);
+using SurfacePalette::criticalRed;
+using SurfacePalette::divider;
+using SurfacePalette::gaugeColor;
+using SurfacePalette::hoverWash;
+using SurfacePalette::progressBlue;
+using SurfacePalette::successGreen;
+using SurfacePalette::textPrimary;
+using SurfacePalette::textSecondary;
+using SurfacePalette::textTertiary;
+using SurfacePalette::track;
+using SurfacePalette::warningAmber;
 // How far a shadow spreads around its form.
 constexpr double shadowReach = 8;
 
@@ -49,18 +50,6 @@ QFont font(double pixelSize, QFont::Weight weight) {
     f.setWeight(weight);
     f.setHintingPreference(QFont::PreferNoHinting);
     return f;
-}
-
-QColor gaugeColor(const GaugeMetric& gauge) {
-    switch (gauge.tone) {
-    case GaugeMetric::Tone::critical:
-        return criticalRed;
-    case GaugeMetric::Tone::warning:
-        return warningAmber;
-    case GaugeMetric::Tone::normal:
-        break;
-    }
-    return gauge.scale == GaugeMetric::Scale::pressure ? pressureMint : progressBlue;
 }
 
 // The module's accent: its primary gauge's colour, turned by an urgent state.
@@ -89,17 +78,7 @@ std::optional<QColor> signalColor(const ModuleSnapshot& module) {
             first = false;
         }
     }
-    switch (tone) {
-    case ChangeSignal::Fact::Tone::critical:
-        return criticalRed;
-    case ChangeSignal::Fact::Tone::attention:
-        return warningAmber;
-    case ChangeSignal::Fact::Tone::success:
-        return successGreen;
-    case ChangeSignal::Fact::Tone::info:
-        break;
-    }
-    return progressBlue;
+    return SurfacePalette::toneColor(tone);
 }
 
 // Unavailable modules step back.

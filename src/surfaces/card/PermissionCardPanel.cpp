@@ -3,6 +3,7 @@
 #include "modules/agents/card/PermissionCardLayout.h"
 #include "platform/panels/PanelWindowTraits.h"
 #include "surfaces/SurfacePainter.h"
+#include "surfaces/SurfacePalette.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -82,24 +83,6 @@ QString shortcutText(QChar key) {
     return QStringLiteral("Alt+") + QString(key.toUpper());
 }
 
-// The colour names agents give their sessions, as drawn on this dark glass.
-QColor sessionColour(const std::optional<QString>& name) {
-    if (!name || name->isEmpty()) {
-        return {140, 146, 160};
-    }
-    static const QHash<QString, QColor> named{
-        {QStringLiteral("red"), QColor(255, 110, 110)},    {QStringLiteral("orange"), QColor(255, 166, 87)},
-        {QStringLiteral("yellow"), QColor(240, 208, 90)},  {QStringLiteral("green"), QColor(104, 214, 128)},
-        {QStringLiteral("cyan"), QColor(90, 210, 230)},    {QStringLiteral("blue"), QColor(112, 170, 255)},
-        {QStringLiteral("purple"), QColor(186, 140, 255)}, {QStringLiteral("pink"), QColor(255, 130, 200)},
-    };
-    if (const auto found = named.constFind(name->toLower()); found != named.constEnd()) {
-        return *found;
-    }
-    const QColor parsed = QColor::fromString(*name);
-    return parsed.isValid() ? parsed : QColor(140, 146, 160);
-}
-
 } // namespace
 
 // An answer: its label, and the shortcut as a small key cap on the right when shortcuts work.
@@ -146,7 +129,7 @@ protected:
         switch (m_tone) {
         case Tone::primary:
             fill = QColor(64, 124, 236);
-            border = QColor(112, 170, 255);
+            border = SurfacePalette::progressBlue;
             ink = Qt::white;
             break;
         case Tone::destructive:
@@ -430,7 +413,8 @@ void PermissionCardPanel::addHeader(QVBoxLayout* layout, const PendingPermission
     // The session that asked: a click goes there.
     auto* caption = new QHBoxLayout;
     caption->setSpacing(6);
-    caption->addWidget(new ColourDot(sessionColour(request.sessionColor), m_content), 0, Qt::AlignVCenter);
+    caption->addWidget(new ColourDot(SurfacePalette::namedColor(request.sessionColor), m_content), 0,
+                       Qt::AlignVCenter);
     QStringList names;
     if (request.project && !request.project->isEmpty()) {
         names.append(*request.project);

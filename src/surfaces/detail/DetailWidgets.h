@@ -5,6 +5,7 @@
 #include "modulekit/ChangeSignal.h"
 #include "modulekit/Detail.h"
 #include "modulekit/GaugeMetric.h"
+#include "surfaces/SurfacePalette.h"
 
 #include <QColor>
 #include <QWidget>
@@ -17,22 +18,7 @@ namespace tessary {
 
 class SymbolIconCache;
 
-namespace DetailPalette {
-const QColor textPrimary(246, 247, 250);
-const QColor textSecondary(255, 255, 255, 168);
-const QColor textTertiary(255, 255, 255, 118);
-const QColor track(255, 255, 255, 34);
-const QColor divider(255, 255, 255, 24);
-const QColor hoverWash(255, 255, 255, 20);
-const QColor progressBlue(112, 170, 255);
-const QColor pressureMint(92, 214, 172);
-const QColor warningAmber(247, 186, 77);
-const QColor criticalRed(255, 102, 102);
-const QColor successGreen(104, 214, 128);
-[[nodiscard]] QColor gaugeColor(const GaugeMetric& gauge);
-[[nodiscard]] QColor roleColor(RoleColor color);
-[[nodiscard]] QColor toneColor(ChangeSignal::Fact::Tone tone);
-} // namespace DetailPalette
+namespace DetailPalette = SurfacePalette;
 
 // One row of a section. Read as a list item; a row with an action is pressed like a button.
 class DetailRow final : public QWidget {
