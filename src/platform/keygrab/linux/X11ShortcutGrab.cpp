@@ -1,11 +1,10 @@
 #include "platform/keygrab/linux/X11ShortcutGrab.h"
 
+#include "platform/x11/X11Support.h"
+
 #include <QCoreApplication>
-#include <QGuiApplication>
-#include <QtGui/qguiapplication_platform.h>
 
 #include <array>
-#include <cstdlib>
 #include <memory>
 #include <xcb/xcb.h>
 
@@ -13,24 +12,7 @@ namespace tessary {
 
 namespace {
 
-struct FreeDeleter {
-    void operator()(void* pointer) const { std::free(pointer); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
-
 constexpr xcb_keysym_t numLockKeysym = 0xff7f;
-
-xcb_connection_t* qtConnection() {
-    const auto* x11 =
-        qGuiApp != nullptr ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    return x11 != nullptr ? x11->connection() : nullptr;
-}
-
-xcb_window_t rootOf(xcb_connection_t* connection) {
-    const xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    return screens.rem > 0 ? screens.data->root : xcb_window_t{XCB_WINDOW_NONE};
-}
 
 // Every keycode with its keysyms, as the server maps the keyboard now.
 struct KeyboardMap {
@@ -58,7 +40,7 @@ KeyboardMap readKeyboardMap(xcb_connection_t* connection) {
     KeyboardMap map;
     map.first = setup->min_keycode;
     const auto count = static_cast<std::uint8_t>(setup->max_keycode - setup->min_keycode + 1);
-    const Reply<xcb_get_keyboard_mapping_reply_t> reply(xcb_get_keyboard_mapping_reply(
+    const x11::Reply<xcb_get_keyboard_mapping_reply_t> reply(xcb_get_keyboard_mapping_reply(
         connection, xcb_get_keyboard_mapping(connection, setup->min_keycode, count), nullptr));
     if (!reply) {
         return map;
@@ -76,7 +58,7 @@ std::uint16_t numLockMask(xcb_connection_t* connection, const KeyboardMap& map) 
     if (!numLock) {
         return 0;
     }
-    const Reply<xcb_get_modifier_mapping_reply_t> reply(
+    const x11::Reply<xcb_get_modifier_mapping_reply_t> reply(
         xcb_get_modifier_mapping_reply(connection, xcb_get_modifier_mapping(connection), nullptr));
     if (!reply) {
         return 0;
@@ -116,11 +98,11 @@ bool X11ShortcutGrab::grab(const QList<QChar>& keys) {
         return true;
     }
     release();
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = x11::qtConnection();
     if (connection == nullptr || keys.isEmpty()) {
         return false;
     }
-    const xcb_window_t root = rootOf(connection);
+    const xcb_window_t root = x11::rootWindow(connection);
     const KeyboardMap map = readKeyboardMap(connection);
     m_numLockMask = numLockMask(connection, map);
 
@@ -147,7 +129,7 @@ bool X11ShortcutGrab::grab(const QList<QChar>& keys) {
     }
     bool refused = false;
     for (const xcb_void_cookie_t cookie : cookies) {
-        if (const Reply<xcb_generic_error_t> error(xcb_request_check(connection, cookie)); error) {
+        if (const x11::Reply<xcb_generic_error_t> error(xcb_request_check(connection, cookie)); error) {
             refused = true; // another program holds this combination
         }
     }
@@ -165,9 +147,9 @@ bool X11ShortcutGrab::grab(const QList<QChar>& keys) {
 }
 
 void X11ShortcutGrab::release() {
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = x11::qtConnection();
     if (connection != nullptr && !m_keycodes.isEmpty()) {
-        const xcb_window_t root = rootOf(connection);
+        const xcb_window_t root = x11::rootWindow(connection);
         for (auto it = m_keycodes.cbegin(); it != m_keycodes.cend(); ++it) {
             for (std::uint16_t modifiers : modifierVariants(m_numLockMask)) {
                 xcb_ungrab_key(connection, it.key(), root, modifiers);

@@ -1,11 +1,10 @@
 #include "platform/panels/linux/X11PanelWindowTraits.h"
 
-#include <QGuiApplication>
-#include <QtGui/qguiapplication_platform.h>
+#include "platform/x11/X11Support.h"
+
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -16,50 +15,14 @@ namespace tessary {
 
 namespace {
 
-struct FreeDeleter {
-    void operator()(void* pointer) const { std::free(pointer); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
-
 constexpr std::uint32_t allDesktops = 0xFFFFFFFF;
 constexpr std::uint32_t netWmStateAdd = 1;
 constexpr std::uint32_t sourceApplication = 1;
 
-xcb_connection_t* qtConnection() {
-    const auto* x11 =
-        qGuiApp != nullptr ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    return x11 != nullptr ? x11->connection() : nullptr;
-}
-
-xcb_atom_t atom(xcb_connection_t* connection, const char* name) {
-    const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-        connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
-        nullptr));
-    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-}
-
-// The root window of the screen that DISPLAY names.
-xcb_window_t rootWindow(xcb_connection_t* connection, int* screenNumber) {
-    int number = 0;
-    char* host = nullptr;
-    int display = 0;
-    if (xcb_parse_display(nullptr, &host, &display, &number) != 0) {
-        std::free(host);
-    }
-    xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    for (int i = 0; i < number && screens.rem > 1; ++i) {
-        xcb_screen_next(&screens);
-    }
-    if (screenNumber != nullptr) {
-        *screenNumber = number;
-    }
-    return screens.data != nullptr ? screens.data->root : xcb_window_t{XCB_WINDOW_NONE};
-}
-
 std::array<xcb_atom_t, 3> panelStates(xcb_connection_t* connection) {
-    return {atom(connection, "_NET_WM_STATE_STICKY"), atom(connection, "_NET_WM_STATE_SKIP_TASKBAR"),
-            atom(connection, "_NET_WM_STATE_SKIP_PAGER")};
+    return {x11::internAtom(connection, "_NET_WM_STATE_STICKY"),
+            x11::internAtom(connection, "_NET_WM_STATE_SKIP_TASKBAR"),
+            x11::internAtom(connection, "_NET_WM_STATE_SKIP_PAGER")};
 }
 
 void sendToRoot(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t type,
@@ -72,7 +35,7 @@ void sendToRoot(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t ty
     for (std::size_t i = 0; i < data.size(); ++i) {
         event.data.data32[i] = data[i];
     }
-    xcb_send_event(connection, 0, rootWindow(connection, nullptr),
+    xcb_send_event(connection, 0, x11::rootWindow(connection),
                    XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                    reinterpret_cast<const char*>(&event));
 }
@@ -80,16 +43,16 @@ void sendToRoot(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t ty
 } // namespace
 
 void X11PanelWindowTraits::prepare(quintptr nativeWindow) {
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = x11::qtConnection();
     if (connection == nullptr || nativeWindow == 0) {
         return;
     }
     const auto window = static_cast<xcb_window_t>(nativeWindow);
-    const xcb_atom_t netWmState = atom(connection, "_NET_WM_STATE");
+    const xcb_atom_t netWmState = x11::internAtom(connection, "_NET_WM_STATE");
 
     // Keep whatever states Qt has written already (above, for stays-on-top) and add ours.
     std::vector<xcb_atom_t> states;
-    const Reply<xcb_get_property_reply_t> current(xcb_get_property_reply(
+    const x11::Reply<xcb_get_property_reply_t> current(xcb_get_property_reply(
         connection, xcb_get_property(connection, 0, window, netWmState, XCB_ATOM_ATOM, 0, 64), nullptr));
     if (current && current->format == 32) {
         const auto* values = static_cast<const xcb_atom_t*>(xcb_get_property_value(current.get()));
@@ -103,28 +66,28 @@ void X11PanelWindowTraits::prepare(quintptr nativeWindow) {
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, netWmState, XCB_ATOM_ATOM, 32,
                         static_cast<std::uint32_t>(states.size()), states.data());
     const std::uint32_t desktop = allDesktops;
-    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom(connection, "_NET_WM_DESKTOP"),
-                        XCB_ATOM_CARDINAL, 32, 1, &desktop);
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window,
+                        x11::internAtom(connection, "_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL, 32, 1, &desktop);
     xcb_flush(connection);
 }
 
 void X11PanelWindowTraits::reassert(quintptr nativeWindow) {
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = x11::qtConnection();
     if (connection == nullptr || nativeWindow == 0) {
         return;
     }
     const auto window = static_cast<xcb_window_t>(nativeWindow);
     const auto states = panelStates(connection);
-    const xcb_atom_t netWmState = atom(connection, "_NET_WM_STATE");
+    const xcb_atom_t netWmState = x11::internAtom(connection, "_NET_WM_STATE");
     sendToRoot(connection, window, netWmState, {netWmStateAdd, states[0], states[1], sourceApplication, 0});
     sendToRoot(connection, window, netWmState, {netWmStateAdd, states[2], 0, sourceApplication, 0});
-    sendToRoot(connection, window, atom(connection, "_NET_WM_DESKTOP"),
+    sendToRoot(connection, window, x11::internAtom(connection, "_NET_WM_DESKTOP"),
                {allDesktops, sourceApplication, 0, 0, 0});
     xcb_flush(connection);
 }
 
 void X11PanelWindowTraits::setInputRegion(quintptr nativeWindow, const std::vector<QRect>& rects) {
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = x11::qtConnection();
     if (connection == nullptr || nativeWindow == 0) {
         return;
     }
@@ -147,7 +110,7 @@ void X11PanelWindowTraits::setInputRegion(quintptr nativeWindow, const std::vect
 }
 
 void X11PanelWindowTraits::clearInputRegion(quintptr nativeWindow) {
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = x11::qtConnection();
     if (connection == nullptr || nativeWindow == 0) {
         return;
     }
@@ -157,15 +120,14 @@ void X11PanelWindowTraits::clearInputRegion(quintptr nativeWindow) {
 }
 
 bool X11PanelWindowTraits::isCompositing() const {
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = x11::qtConnection();
     if (connection == nullptr) {
         return true; // not X11: the platform composites, or doesn't care
     }
-    int screenNumber = 0;
-    rootWindow(connection, &screenNumber);
-    const QByteArray selection = "_NET_WM_CM_S" + QByteArray::number(screenNumber);
-    const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
-        connection, xcb_get_selection_owner(connection, atom(connection, selection.constData())), nullptr));
+    const QByteArray selection = "_NET_WM_CM_S" + QByteArray::number(x11::displayScreenNumber());
+    const x11::Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
+        connection, xcb_get_selection_owner(connection, x11::internAtom(connection, selection.constData())),
+        nullptr));
     return owner && owner->owner != XCB_WINDOW_NONE;
 }
 

@@ -1,9 +1,8 @@
 #include "platform/sessionjump/linux/X11WindowActivator.h"
 
-#include <QGuiApplication>
-#include <QtGui/qguiapplication_platform.h>
+#include "platform/x11/X11Support.h"
 
-#include <cstdlib>
+
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -14,37 +13,13 @@ namespace tessary {
 
 namespace {
 
-struct FreeDeleter {
-    void operator()(void* pointer) const { std::free(pointer); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, FreeDeleter>;
-
 constexpr std::uint32_t sourcePager = 2;
-
-xcb_connection_t* qtConnection() {
-    const auto* x11 =
-        qGuiApp != nullptr ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    return x11 != nullptr ? x11->connection() : nullptr;
-}
-
-xcb_atom_t atom(xcb_connection_t* connection, const char* name) {
-    const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-        connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
-        nullptr));
-    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-}
-
-xcb_window_t rootOf(xcb_connection_t* connection) {
-    const xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    return screens.rem > 0 ? screens.data->root : xcb_window_t{XCB_WINDOW_NONE};
-}
 
 // 32-bit values of a property; a damaged or missing one gives none.
 std::vector<std::uint32_t> cardinals(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t property,
                                      xcb_atom_t type) {
     constexpr std::uint32_t maximumWords = 4096;
-    const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+    const x11::Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
         connection, xcb_get_property(connection, 0, window, property, type, 0, maximumWords), nullptr));
     if (!reply || reply->format != 32 || reply->type != type) {
         return {};
@@ -55,9 +30,9 @@ std::vector<std::uint32_t> cardinals(xcb_connection_t* connection, xcb_window_t 
 }
 
 std::vector<std::pair<xcb_window_t, qint32>> clientWindows(xcb_connection_t* connection) {
-    const xcb_window_t root = rootOf(connection);
-    const xcb_atom_t clientList = atom(connection, "_NET_CLIENT_LIST");
-    const xcb_atom_t wmPid = atom(connection, "_NET_WM_PID");
+    const xcb_window_t root = x11::rootWindow(connection);
+    const xcb_atom_t clientList = x11::internAtom(connection, "_NET_CLIENT_LIST");
+    const xcb_atom_t wmPid = x11::internAtom(connection, "_NET_WM_PID");
     std::vector<std::pair<xcb_window_t, qint32>> windows;
     for (const std::uint32_t window : cardinals(connection, root, clientList, XCB_ATOM_WINDOW)) {
         const auto pid = cardinals(connection, window, wmPid, XCB_ATOM_CARDINAL);
@@ -71,7 +46,7 @@ std::vector<std::pair<xcb_window_t, qint32>> clientWindows(xcb_connection_t* con
 } // namespace
 
 QList<qint32> X11WindowActivator::windowOwners() const {
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = x11::qtConnection();
     if (connection == nullptr) {
         return {};
     }
@@ -85,7 +60,7 @@ QList<qint32> X11WindowActivator::windowOwners() const {
 }
 
 bool X11WindowActivator::activate(qint32 pid) {
-    xcb_connection_t* connection = qtConnection();
+    xcb_connection_t* connection = x11::qtConnection();
     if (connection == nullptr) {
         return false;
     }
@@ -99,10 +74,10 @@ bool X11WindowActivator::activate(qint32 pid) {
         event.response_type = XCB_CLIENT_MESSAGE;
         event.format = 32;
         event.window = it->first;
-        event.type = atom(connection, "_NET_ACTIVE_WINDOW");
+        event.type = x11::internAtom(connection, "_NET_ACTIVE_WINDOW");
         event.data.data32[0] = sourcePager;
         event.data.data32[1] = XCB_CURRENT_TIME;
-        xcb_send_event(connection, 0, rootOf(connection),
+        xcb_send_event(connection, 0, x11::rootWindow(connection),
                        XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                        reinterpret_cast<const char*>(&event));
         xcb_flush(connection);
