@@ -39,19 +39,9 @@ void LocalServicesMonitor::read(const CancellationToken& cancellation, PollingLo
 
 void LocalServicesMonitor::handle(ProviderResult<std::vector<LocalService>> result, const QDateTime& at,
                                   const QSet<QString>& runningSessionIDs) {
-    if (auto* services = std::get_if<std::vector<LocalService>>(&result)) {
-        m_store.update(std::move(*services), at, runningSessionIDs);
-        noteSuccess();
-        notifyUpdate();
-        return;
-    }
-    const auto& failure = std::get<ProviderFailure>(result);
-    if (failure.isCancellation) {
-        return;
-    }
-    m_store.updateErrorDescription(failure.userText);
-    noteFailure(failure);
-    notifyUpdate();
+    settleReading(std::move(result), m_store, [&](std::vector<LocalService> services) {
+        m_store.update(std::move(services), at, runningSessionIDs);
+    });
 }
 
 } // namespace tessary

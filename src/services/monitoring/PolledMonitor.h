@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <optional>
+#include <variant>
 
 namespace tessary {
 
@@ -102,6 +103,26 @@ protected:
                 }
                 finish();
             });
+    }
+
+    // The usual end of a reading, for a store that keeps the latest value and the text of the latest
+    // failure: a value goes to `keep`, a failure's text to the store; both ring `onUpdate`. A
+    // cancelled reading changes nothing.
+    template <typename Value, typename Store, typename Keep>
+    void settleReading(ProviderResult<Value> result, Store& store, Keep keep) {
+        if (auto* value = std::get_if<Value>(&result)) {
+            keep(std::move(*value));
+            noteSuccess();
+            notifyUpdate();
+            return;
+        }
+        const auto& failure = std::get<ProviderFailure>(result);
+        if (failure.isCancellation) {
+            return;
+        }
+        store.updateErrorDescription(failure.userText);
+        noteFailure(failure);
+        notifyUpdate();
     }
 
     void setRetrying(bool retrying) { m_retrying = retrying; }

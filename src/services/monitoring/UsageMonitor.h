@@ -36,21 +36,8 @@ protected:
 
 private:
     void handle(ProviderResult<Report> result) {
-        if (auto* report = std::get_if<Report>(&result)) {
-            setRetrying(false);
-            m_store.update(std::move(*report));
-            noteSuccess();
-            notifyUpdate();
-            return;
-        }
-        const auto& failure = std::get<ProviderFailure>(result);
-        if (failure.isCancellation) {
-            return;
-        }
-        setRetrying(true);
-        m_store.updateErrorDescription(failure.userText);
-        noteFailure(failure);
-        notifyUpdate();
+        settleReading(std::move(result), m_store,
+                      [this](Report report) { m_store.update(std::move(report)); });
     }
 
     Provider<Report> m_provider;

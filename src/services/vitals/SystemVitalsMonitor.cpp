@@ -22,20 +22,10 @@ void SystemVitalsMonitor::read(const CancellationToken& cancellation, PollingLoo
 }
 
 void SystemVitalsMonitor::handle(ProviderResult<SystemVitalsSnapshot> result, ProcessLabels labels) {
-    if (auto* snapshot = std::get_if<SystemVitalsSnapshot>(&result)) {
-        snapshot->labels = std::move(labels);
-        m_store.update(std::move(*snapshot));
-        noteSuccess();
-        notifyUpdate();
-        return;
-    }
-    const auto& failure = std::get<ProviderFailure>(result);
-    if (failure.isCancellation) {
-        return;
-    }
-    m_store.updateErrorDescription(failure.userText);
-    noteFailure(failure);
-    notifyUpdate();
+    settleReading(std::move(result), m_store, [&](SystemVitalsSnapshot snapshot) {
+        snapshot.labels = std::move(labels);
+        m_store.update(std::move(snapshot));
+    });
 }
 
 } // namespace tessary
