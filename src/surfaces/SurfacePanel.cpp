@@ -1,6 +1,7 @@
 #include "surfaces/SurfacePanel.h"
 
 #include "platform/panels/PanelWindowTraits.h"
+#include "surfaces/FloatingPanel.h"
 #include "surfaces/SurfaceAccessible.h"
 
 #include <QAccessible>
@@ -56,19 +57,10 @@ void SurfacePanel::setFrame(const QRectF& frame) {
 }
 
 void SurfacePanel::present() {
-    if (!m_prepared) {
-        // The window manager reads these when the window maps, so they go on before the first show.
-        m_traits.prepare(static_cast<quintptr>(winId()));
-        m_prepared = true;
-    }
     m_compositing = m_traits.isCompositing();
-    const bool wasVisible = isVisible();
-    show();
-    if (!wasVisible) {
-        m_traits.reassert(static_cast<quintptr>(winId()));
+    if (presentFloatingPanel(*this, m_traits, m_prepared)) {
         updateInputRegion(true);
     }
-    raise();
 }
 
 QRectF SurfacePanel::moduleFrame(int index) const {

@@ -2,6 +2,7 @@
 
 #include "modules/agents/card/PermissionCardLayout.h"
 #include "platform/panels/PanelWindowTraits.h"
+#include "surfaces/FloatingPanel.h"
 #include "surfaces/SurfacePainter.h"
 #include "surfaces/SurfacePalette.h"
 
@@ -692,17 +693,9 @@ void PermissionCardPanel::place(const QPointF& topCentre, double height, bool sc
 }
 
 void PermissionCardPanel::present() {
-    if (!m_prepared) {
-        m_traits.prepare(static_cast<quintptr>(winId()));
-        m_prepared = true;
-    }
-    const bool wasVisible = isVisible();
-    show();
-    if (!wasVisible) {
-        m_traits.reassert(static_cast<quintptr>(winId()));
+    if (presentFloatingPanel(*this, m_traits, m_prepared)) {
         m_traits.clearInputRegion(static_cast<quintptr>(winId()));
     }
-    raise();
 }
 
 void PermissionCardPanel::setAcceptsKeyboard(bool accepts) {

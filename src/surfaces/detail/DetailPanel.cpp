@@ -1,6 +1,7 @@
 #include "surfaces/detail/DetailPanel.h"
 
 #include "platform/panels/PanelWindowTraits.h"
+#include "surfaces/FloatingPanel.h"
 #include "surfaces/SurfacePainter.h"
 #include "surfaces/detail/DetailWidgets.h"
 
@@ -214,16 +215,7 @@ void DetailPanel::open(const Opening& opening) {
         m_callbacks.onOpened(opening.module.id);
     }
     rebuild();
-    if (!m_prepared) {
-        m_traits.prepare(static_cast<quintptr>(winId()));
-        m_prepared = true;
-    }
-    const bool wasVisible = isVisible();
-    show();
-    if (!wasVisible) {
-        m_traits.reassert(static_cast<quintptr>(winId()));
-    }
-    raise();
+    presentFloatingPanel(*this, m_traits, m_prepared);
     if (opening.module.variants.detail) {
         reveal(opening.module.variants.detail->revealCommand);
         for (const DetailSection& shown : opening.module.variants.detail->sections) {

@@ -1,6 +1,7 @@
 #include "surfaces/notch/NotchEditorPanel.h"
 
 #include "platform/panels/PanelWindowTraits.h"
+#include "surfaces/FloatingPanel.h"
 #include "surfaces/SurfacePainter.h"
 
 #include <QCheckBox>
@@ -91,16 +92,7 @@ void NotchEditorPanel::showEditor(const Content& content) {
     }
     m_content = content;
     rebuild();
-    if (!m_prepared) {
-        m_traits.prepare(static_cast<quintptr>(winId()));
-        m_prepared = true;
-    }
-    const bool wasVisible = isVisible();
-    show();
-    if (!wasVisible) {
-        m_traits.reassert(static_cast<quintptr>(winId()));
-    }
-    raise();
+    presentFloatingPanel(*this, m_traits, m_prepared);
 }
 
 void NotchEditorPanel::hideEditor() {
