@@ -1,6 +1,7 @@
 #include "app/onboarding/OnboardingWindow.h"
 
 #include "app/onboarding/OnboardingSwitch.h"
+#include "app/widgets/WindowText.h"
 
 #include <QFrame>
 #include <QHBoxLayout>
@@ -11,31 +12,6 @@
 namespace tessary {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-QLabel* makeLabel(const QString& text, QWidget* parent, double scale = 1.0, bool bold = false) {
-    auto* label = new QLabel(text, parent);
-    label->setAccessibleName(text);
-    label->setWordWrap(true);
-    label->setTextFormat(Qt::PlainText);
-    QFont font = label->font();
-    if (scale != 1.0) {
-        font.setPointSizeF(font.pointSizeF() * scale);
-    }
-    font.setBold(bold);
-    label->setFont(font);
-    return label;
-}
-
-// Secondary text: the palette's own dimmed text colour, so that it follows light, dark and high contrast.
-void dim(QLabel* label) {
-    QPalette colors = label->palette();
-    colors.setColor(QPalette::WindowText, colors.color(QPalette::PlaceholderText));
-    label->setPalette(colors);
-}
-
-} // namespace
 
 OnboardingWindow::OnboardingWindow(QList<AgentOffer> offers, bool launchesAtLogin,
                                    const Localization& localization, QWidget* parent)
@@ -52,16 +28,16 @@ OnboardingWindow::OnboardingWindow(QList<AgentOffer> offers, bool launchesAtLogi
     layout->setContentsMargins(28, 24, 28, 20);
     layout->setSpacing(14);
 
-    QLabel* title = makeLabel(text(u"Welcome to Tessary"_s), this, 1.6, true);
+    QLabel* title = makeTextLabel(text(u"Welcome to Tessary"_s), this, 1.6, true);
     layout->addWidget(title);
     QLabel* intro =
-        makeLabel(text(u"Tessary shows what your coding agents are doing and answers their questions "
-                       u"from the screen. It connects to each agent through the agent's own hooks; your "
-                       u"own hooks stay as they are."_s),
-                  this);
+        makeTextLabel(text(u"Tessary shows what your coding agents are doing and answers their questions "
+                           u"from the screen. It connects to each agent through the agent's own hooks; your "
+                           u"own hooks stay as they are."_s),
+                      this);
     layout->addWidget(intro);
 
-    QLabel* agentsHeading = makeLabel(text(u"Agents on this computer"_s), this, 1.0, true);
+    QLabel* agentsHeading = makeTextLabel(text(u"Agents on this computer"_s), this, 1.0, true);
     layout->addWidget(agentsHeading);
 
     auto* list = new QFrame(this);
@@ -72,10 +48,10 @@ OnboardingWindow::OnboardingWindow(QList<AgentOffer> offers, bool launchesAtLogi
     listLayout->setSpacing(10);
     if (m_offers.isEmpty()) {
         QLabel* none =
-            makeLabel(text(u"No coding agent was found on this computer. When you install Claude Code or "
-                           u"Codex, Tessary connects to it at its next start."_s),
-                      list);
-        dim(none);
+            makeTextLabel(text(u"No coding agent was found on this computer. When you install Claude Code or "
+                               u"Codex, Tessary connects to it at its next start."_s),
+                          list);
+        dimLabel(none);
         listLayout->addWidget(none);
     }
     for (qsizetype i = 0; i < m_offers.size(); ++i) {
@@ -91,7 +67,7 @@ OnboardingWindow::OnboardingWindow(QList<AgentOffer> offers, bool launchesAtLogi
 
     auto* loginRow = new QHBoxLayout;
     loginRow->setSpacing(12);
-    QLabel* loginLabel = makeLabel(text(u"Open Tessary when you log in"_s), this);
+    QLabel* loginLabel = makeTextLabel(text(u"Open Tessary when you log in"_s), this);
     m_loginSwitch = new OnboardingSwitch(this);
     m_loginSwitch->setChecked(launchesAtLogin);
     m_loginSwitch->setAccessibleName(loginLabel->text());
@@ -101,8 +77,8 @@ OnboardingWindow::OnboardingWindow(QList<AgentOffer> offers, bool launchesAtLogi
     loginRow->addWidget(m_loginSwitch, 0, Qt::AlignVCenter);
     layout->addLayout(loginRow);
 
-    QLabel* later = makeLabel(text(u"You can change these choices later in Settings."_s), this);
-    dim(later);
+    QLabel* later = makeTextLabel(text(u"You can change these choices later in Settings."_s), this);
+    dimLabel(later);
     layout->addWidget(later);
     layout->addStretch(1);
 
@@ -161,17 +137,17 @@ QWidget* OnboardingWindow::makeAgentRow(const AgentOffer& offer) {
     texts->setSpacing(3);
     auto* heading = new QHBoxLayout;
     heading->setSpacing(8);
-    QLabel* name = makeLabel(offer.name, row, 1.05, true);
+    QLabel* name = makeTextLabel(offer.name, row, 1.05, true);
     heading->addWidget(name);
     if (offer.isConnected) {
-        QLabel* status = makeLabel(m_localization.text(u"Connected"_s), row, 0.9);
-        dim(status);
+        QLabel* status = makeTextLabel(m_localization.text(u"Connected"_s), row, 0.9);
+        dimLabel(status);
         heading->addWidget(status);
     }
     heading->addStretch(1);
     texts->addLayout(heading);
-    QLabel* detail = makeLabel(offer.detail, row, 0.92);
-    dim(detail);
+    QLabel* detail = makeTextLabel(offer.detail, row, 0.92);
+    dimLabel(detail);
     texts->addWidget(detail);
     layout->addLayout(texts, 1);
 

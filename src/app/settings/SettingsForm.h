@@ -1,5 +1,7 @@
 #pragma once
 
+#include "app/widgets/WindowText.h"
+
 #include <QFrame>
 #include <QString>
 
@@ -30,12 +32,5 @@ private:
     QFrame* m_box = nullptr;
     QVBoxLayout* m_rows = nullptr;
 };
-
-// A label for text that is read, not decorated: plain text, wrapping, named for assistive technologies.
-QLabel* makeTextLabel(const QString& text, QWidget* parent, double scale = 1.0, bool bold = false);
-// Secondary text, in the palette's own dimmed colour (follows light, dark and high contrast).
-void dimLabel(QLabel* label);
-// The text without its mnemonic marker: "&Language" gives "Language", "R&&D" gives "R&D".
-QString withoutMnemonic(const QString& text);
 
 } // namespace tessary
