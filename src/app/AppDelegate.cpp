@@ -148,6 +148,11 @@ void AppDelegate::applicationDidFinishLaunching() {
 
     StatusMenu::Actions actions;
     actions.openSettings = [this] { openSettings(SettingsSection::general); };
+    actions.editNotch = [this] {
+        if (const std::optional<QString>& displayID = m_model.notchDisplayID()) {
+            m_workspaceCoordinator->beginNotchEditing(*displayID);
+        }
+    };
     actions.quit = [] { QCoreApplication::quit(); };
     m_statusMenu = std::make_unique<StatusMenu>(m_model, actions);
     m_statusMenu->setLocalization(m_localization);
@@ -170,9 +175,6 @@ void AppDelegate::applicationWillTerminate() {
     DiagnosticLog::info(DiagnosticCategory::app, "terminate");
     m_permissionCard.reset();
     m_usageWidgets->stopUsage();
-    if (m_systemWidgets) {
-        m_systemWidgets->stop();
-    }
     if (m_systemWidgets) {
         m_systemWidgets->stop();
     }

@@ -85,6 +85,9 @@ public:
     // Made on the first openSettings.
     [[nodiscard]] SettingsWindow* settingsWindow() const { return m_settingsWindow.get(); }
     [[nodiscard]] LogViewerController* logViewer() const { return m_logViewer.get(); }
+    // The first-run window while it stands; gone once it was answered.
+    [[nodiscard]] OnboardingWindow* onboardingWindow() const { return m_onboarding.get(); }
+    [[nodiscard]] const UsageWidgets& usageWidgets() const { return *m_usageWidgets; }
     [[nodiscard]] bool isRunning() const { return m_running; }
 
 signals:

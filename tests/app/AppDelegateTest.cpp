@@ -1,9 +1,12 @@
 #include "app/AppDelegate.h"
 
 #include "app/StatusMenu.h"
+#include "app/UsageWidgets.h"
+#include "app/onboarding/OnboardingWindow.h"
 #include "platform/loginitem/fake/FakeLoginItem.h"
 #include "platform/systemevents/fake/FakeSystemEventSource.h"
 #include "platform/workspace/fake/FakeWorkspaceReader.h"
+#include "services/hooks/HookListener.h"
 #include "services/monitoring/Scheduler.h"
 
 #include <QApplication>
@@ -29,6 +32,8 @@ private slots:
     void problemSectionShowsTheError();
     void quitEntryEndsTheEventLoop();
     void workspaceLoopRunsBetweenLaunchAndTerminate();
+    void usageWaitsForTheFirstRunToBeAnswered_data();
+    void usageWaitsForTheFirstRunToBeAnswered();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -161,8 +166,10 @@ void AppDelegateTest::menuListsItsEntriesInOrder() {
     QVERIFY(!entry(menu, u"Check for Updates…"_s)->isEnabled()); // no updater on this platform
     QVERIFY(entry(menu, u"Quit Tessary"_s)->isEnabled());
 
+    delegate->model().setNotchDisplayID(u"DP-1"_s);
     delegate->model().setHasDockedNotch(true);
     QVERIFY(entry(menu, u"Edit notch…"_s));
+    QVERIFY(entry(menu, u"Edit notch…"_s)->isEnabled());
 }
 
 void AppDelegateTest::problemSectionShowsTheError() {
@@ -202,6 +209,47 @@ void AppDelegateTest::workspaceLoopRunsBetweenLaunchAndTerminate() {
     QVERIFY(!delegate->model().isMonitoring());
     m_scheduler.advance(10);
     QCOMPARE(m_reader.reads, 2);
+}
+
+void AppDelegateTest::usageWaitsForTheFirstRunToBeAnswered_data() {
+    QTest::addColumn<QString>("answer");
+    QTest::newRow("Later") << u"later"_s;
+    QTest::newRow("Start, with open at login") << u"start"_s;
+}
+
+void AppDelegateTest::usageWaitsForTheFirstRunToBeAnswered() {
+    QFETCH(QString, answer);
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    // The usage monitor may read credentials and ask the network: not before the first run is past.
+    // The workspace loop and the hook listener run meanwhile.
+    QVERIFY(delegate->onboardingWindow());
+    QVERIFY(!delegate->usageWidgets().usageMonitor().isRunning());
+    QVERIFY(delegate->model().isMonitoring());
+    QVERIFY(delegate->hookListener().isRunning());
+
+    settle(); // the first refresh remembered the display
+    QSignalSpy applied(delegate.get(), &AppDelegate::settingsApplied);
+    if (answer == u"later"_s) {
+        delegate->onboardingWindow()->onLater();
+    } else {
+        delegate->onboardingWindow()->onStart({}, true);
+    }
+    settle();
+    QVERIFY(delegate->usageWidgets().usageMonitor().isRunning());
+    QTRY_VERIFY(!delegate->onboardingWindow());
+    // A choice made in the first-run window goes through the same path as any other change.
+    QCOMPARE(m_loginItem.registered, answer == u"start"_s);
+    QCOMPARE(applied.size(), answer == u"start"_s ? 1 : 0);
+
+    // Past the first run, the next launch starts the usage monitor at once.
+    delegate.reset();
+    if (answer == u"start"_s) {
+        auto next = makeDelegate();
+        next->applicationDidFinishLaunching();
+        QVERIFY(!next->onboardingWindow());
+        QVERIFY(next->usageWidgets().usageMonitor().isRunning());
+    }
 }
 
 QTEST_MAIN(AppDelegateTest)

@@ -1,0 +1,183 @@
+// The status icon on a real X server: a tray host that owns the system tray selection, as a panel's
+// notification area does, receives the program's request to dock; without one the program runs on.
+#include "app/AppDelegate.h"
+#include "platform/loginitem/fake/FakeLoginItem.h"
+#include "platform/systemevents/fake/FakeSystemEventSource.h"
+#include "platform/workspace/fake/FakeWorkspaceReader.h"
+#include "services/monitoring/Scheduler.h"
+
+#include <QApplication>
+#include <QDeadlineTimer>
+#include <QSystemTrayIcon>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cstdlib>
+#include <cstring>
+#include <xcb/xcb.h>
+
+using namespace tessary;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// An XEmbed tray host: owns _NET_SYSTEM_TRAY_S<screen>, says so to the root window, and hears the
+// icons that ask to dock.
+class X11TrayHost {
+public:
+    X11TrayHost() {
+        int screenNumber = 0;
+        m_connection = xcb_connect(nullptr, &screenNumber);
+        if (xcb_connection_has_error(m_connection) != 0) {
+            return;
+        }
+        xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(m_connection));
+        for (int i = 0; i < screenNumber && screens.rem > 0; ++i) {
+            xcb_screen_next(&screens);
+        }
+        m_screen = screens.data;
+        m_selection = atom("_NET_SYSTEM_TRAY_S" + QByteArray::number(screenNumber));
+        m_opcode = atom("_NET_SYSTEM_TRAY_OPCODE");
+    }
+    ~X11TrayHost() { xcb_disconnect(m_connection); }
+    X11TrayHost(const X11TrayHost&) = delete;
+    X11TrayHost& operator=(const X11TrayHost&) = delete;
+    X11TrayHost(X11TrayHost&&) = delete;
+    X11TrayHost& operator=(X11TrayHost&&) = delete;
+
+    bool claim() {
+        if (m_screen == nullptr) {
+            return false;
+        }
+        m_window = xcb_generate_id(m_connection);
+        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_window, m_screen->root, 0, 0, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+        xcb_set_selection_owner(m_connection, m_window, m_selection, XCB_CURRENT_TIME);
+        xcb_client_message_event_t manager{};
+        manager.response_type = XCB_CLIENT_MESSAGE;
+        manager.format = 32;
+        manager.window = m_screen->root;
+        manager.type = atom("MANAGER");
+        manager.data.data32[0] = XCB_CURRENT_TIME;
+        manager.data.data32[1] = m_selection;
+        manager.data.data32[2] = m_window;
+        xcb_send_event(m_connection, 0, m_screen->root, XCB_EVENT_MASK_STRUCTURE_NOTIFY,
+                       reinterpret_cast<const char*>(&manager));
+        xcb_flush(m_connection);
+        const auto owner = xcb_get_selection_owner_reply(
+            m_connection, xcb_get_selection_owner(m_connection, m_selection), nullptr);
+        const bool owned = owner != nullptr && owner->owner == m_window;
+        std::free(owner);
+        return owned;
+    }
+
+    // The window of the first icon that asks to dock, while Qt's loop turns; 0 when none asks in time.
+    xcb_window_t waitForDockRequest(int milliseconds) {
+        constexpr std::uint32_t requestDock = 0;
+        const QDeadlineTimer deadline(milliseconds);
+        while (!deadline.hasExpired()) {
+            while (xcb_generic_event_t* event = xcb_poll_for_event(m_connection)) {
+                xcb_window_t icon = 0;
+                if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE) {
+                    const auto* message = reinterpret_cast<const xcb_client_message_event_t*>(event);
+                    if (message->type == m_opcode && message->data.data32[1] == requestDock) {
+                        icon = message->data.data32[2];
+                    }
+                }
+                std::free(event);
+                if (icon != 0) {
+                    return icon;
+                }
+            }
+            QTest::qWait(20);
+        }
+        return 0;
+    }
+
+private:
+    xcb_atom_t atom(const QByteArray& name) {
+        const auto reply = xcb_intern_atom_reply(
+            m_connection,
+            xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(name.size()), name.constData()),
+            nullptr);
+        const xcb_atom_t result = reply != nullptr ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+        std::free(reply);
+        return result;
+    }
+
+    xcb_connection_t* m_connection = nullptr;
+    xcb_screen_t* m_screen = nullptr;
+    xcb_window_t m_window = 0;
+    xcb_atom_t m_selection = XCB_ATOM_NONE;
+    xcb_atom_t m_opcode = XCB_ATOM_NONE;
+};
+
+} // namespace
+
+class TrayIconTest : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void withoutATrayHostTheProgramRunsOn();
+    void theIconDocksWhereATrayExists();
+
+private:
+    std::unique_ptr<AppDelegate> makeDelegate();
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<QSettings> m_defaults;
+    FakeLoginItem m_loginItem;
+    ManualClock m_clock;
+    ManualScheduler m_scheduler{m_clock};
+    FakeWorkspaceReader m_reader;
+    FakeSystemEventSource m_systemEvents;
+};
+
+void TrayIconTest::init() {
+    m_dir = std::make_unique<QTemporaryDir>();
+    m_defaults = std::make_unique<QSettings>(m_dir->filePath(u"Tessary.conf"_s), QSettings::IniFormat);
+    m_defaults->setValue(QLatin1StringView(PreferenceKeys::onboardingCompleted), true);
+    DisplaySnapshot display;
+    display.id = u"screen"_s;
+    display.frame = QRectF(0, 0, 1920, 1080);
+    display.visibleFrame = display.frame;
+    WorkspaceSnapshot workspace;
+    workspace.displays = {display};
+    workspace.activeDisplay = display;
+    m_reader.snapshot = workspace;
+}
+
+std::unique_ptr<AppDelegate> TrayIconTest::makeDelegate() {
+    AppEnvironment environment;
+    environment.defaults = m_defaults.get();
+    environment.loginItem = &m_loginItem;
+    environment.openFormerSuite = [] { return std::unique_ptr<QSettings>(); };
+    environment.clock = &m_clock;
+    environment.scheduler = &m_scheduler;
+    environment.workspaceReader = &m_reader;
+    environment.systemEvents = &m_systemEvents;
+    environment.homeDirectory = m_dir->path();
+    environment.runsSystemWidgets = false;
+    return std::make_unique<AppDelegate>(environment);
+}
+
+void TrayIconTest::withoutATrayHostTheProgramRunsOn() {
+    QVERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    QVERIFY(delegate->model().isMonitoring());
+    QVERIFY(delegate->statusMenu());
+    delegate->applicationWillTerminate();
+}
+
+void TrayIconTest::theIconDocksWhereATrayExists() {
+    X11TrayHost host;
+    QVERIFY(host.claim());
+    QTRY_VERIFY(QSystemTrayIcon::isSystemTrayAvailable());
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    QVERIFY(host.waitForDockRequest(5000) != 0);
+}
+
+QTEST_MAIN(TrayIconTest)
+#include "TrayIconTest.moc"
