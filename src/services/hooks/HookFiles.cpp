@@ -2,10 +2,8 @@
 
 #include <QDir>
 #include <QFile>
-#include <QRandomGenerator>
 #include <QSaveFile>
-
-#include <array>
+#include <QUuid>
 
 namespace tessary {
 
@@ -14,12 +12,9 @@ namespace {
 constexpr QFileDevice::Permissions ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 constexpr QFileDevice::Permissions ownerOnlyFolder = ownerOnly | QFileDevice::ExeOwner;
 
+// A random UUID in its canonical upper-case form; its 122 random bits come from the system's generator.
 QString newToken() {
-    std::array<quint32, 8> words{};
-    QRandomGenerator::system()->generate(words.begin(), words.end());
-    return QString::fromLatin1(
-        QByteArray(reinterpret_cast<const char*>(words.data()), static_cast<qsizetype>(sizeof(words)))
-            .toHex());
+    return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
 }
 
 } // namespace

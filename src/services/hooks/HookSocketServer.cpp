@@ -54,7 +54,7 @@ void HookSocketServer::shutdown() {
 
 void HookSocketServer::accept() {
     while (QTcpSocket* socket = m_server->nextPendingConnection()) {
-        if (static_cast<int>(m_connections.size()) >= m_limits.maximumConnections) {
+        if (readingConnections() >= m_limits.maximumConnections) {
             socket->abort();
             socket->deleteLater();
             continue;
@@ -77,6 +77,12 @@ void HookSocketServer::accept() {
             readFrom(id);
         }
     }
+}
+
+int HookSocketServer::readingConnections() const {
+    return static_cast<int>(
+        std::count_if(m_connections.cbegin(), m_connections.cend(),
+                      [](const auto& entry) { return entry.second.stage == Stage::reading; }));
 }
 
 void HookSocketServer::readFrom(quint64 id) {

@@ -35,7 +35,9 @@ public:
         // Time allowed from accepting to the end of the head, and to the end of the body.
         std::chrono::milliseconds headTimeout{5000};
         std::chrono::milliseconds requestTimeout{30000};
-        // Open connections, including those waiting for their reply.
+        // Connections still sending their request. A connection whose request is complete does not
+        // count: it is answered at once, or held for the user, and held permission requests (the
+        // agents' own, with the token) must not shut out the hooks that come after them.
         int maximumConnections = 64;
         // Bytes read from a socket in one go.
         qint64 readSize = 65'536;
@@ -72,6 +74,8 @@ private:
     };
 
     void accept();
+    // Connections whose request is not complete yet: the ones the limit is for.
+    [[nodiscard]] int readingConnections() const;
     void readFrom(quint64 id);
     void closed(quint64 id);
     void drop(quint64 id);
