@@ -14,6 +14,8 @@
 #include <QRectF>
 #include <QSizeF>
 
+#include <cstddef>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -39,8 +41,9 @@ struct SurfaceSlotAllocator {
     [[nodiscard]] static Slot slot(int index);
 
     // The frame of widget `index` without a saved position: the four corners in slot order, then
-    // stepping down from the bottom left slot, kept above the visible frame's bottom; so every later
-    // widget piles up at the bottom left and fuses there.
+    // the free spots down the left edge, down the right edge and in columns further in, each a gap
+    // clear of the others, so that no two default bubbles fuse. Only where the visible frame has no
+    // room left does a widget take the bottom left slot again and fuse there.
     [[nodiscard]] QRectF defaultFrame(int index, const QSizeF& size, const QRectF& visibleFrame) const;
 
     // A bubble centered under the notch at the top of the visible frame.
@@ -66,10 +69,13 @@ struct SurfaceSlotAllocator {
     [[nodiscard]] std::vector<std::vector<int>> clusters(const std::vector<QRectF>& frames) const;
 
     // The surfaces the frames form. `base` is the shorter side of a bubble panel; `notch`, when
-    // given, is where a cluster at the top may dock (only one cluster does).
-    [[nodiscard]] std::vector<SurfaceGroup> grouped(const std::vector<QRectF>& frames, double base,
-                                                    const std::optional<QRectF>& notch,
-                                                    const QRectF& visibleFrame) const;
+    // given, is where a cluster at the top may dock (only one cluster does). Frames from index
+    // `stripFrom` on are widgets that ride in the notch's strip: they dock with a cluster without
+    // counting towards its limit of members.
+    [[nodiscard]] std::vector<SurfaceGroup>
+    grouped(const std::vector<QRectF>& frames, double base, const std::optional<QRectF>& notch,
+            const QRectF& visibleFrame,
+            std::size_t stripFrom = std::numeric_limits<std::size_t>::max()) const;
 
     // Each frame as its own bubble, in a row centered on the middle of all of them, `fanSpacing`
     // of the base apart, each kept inside the visible frame. Members index into `frames`.
@@ -82,6 +88,13 @@ struct SurfaceSlotAllocator {
                                              const QRectF& visibleFrame);
     // The square of `count` rings in `corner` of the visible frame.
     [[nodiscard]] static QRectF ringsFrame(Corner corner, int count, double base, const QRectF& visibleFrame);
+
+private:
+    [[nodiscard]] static QRectF cornerFrame(Slot slot, const QSizeF& size, const QRectF& visibleFrame);
+    // The first `count` spots after the corners, each a gap clear of the corners and of each other;
+    // fewer where the visible frame has no room for more.
+    [[nodiscard]] std::vector<QRectF> extraSpots(int count, const QSizeF& size,
+                                                 const QRectF& visibleFrame) const;
 };
 
 } // namespace tessary
