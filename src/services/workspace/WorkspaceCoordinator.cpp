@@ -559,6 +559,8 @@ QStringList WorkspaceCoordinator::showBubbles(const std::vector<ModuleSnapshot>&
     if (bubbles.size() > static_cast<size_t>(maximumBubbles)) {
         bubbles.resize(maximumBubbles);
     }
+    // At the notch the system widgets ride in its strip and leave the six places to the others.
+    const std::size_t stripFrom = bubbles.size();
     bubbles.insert(bubbles.end(), system.cbegin(), system.cend());
 
     const QSizeF size = placement.frame.size();
@@ -575,7 +577,8 @@ QStringList WorkspaceCoordinator::showBubbles(const std::vector<ModuleSnapshot>&
     m_displayGeometry.insert(display.id, DropTranslator::Geometry{display.visibleFrame, notch, size});
 
     const double base = std::min(size.width(), size.height());
-    const std::vector<SurfaceGroup> groups = m_slots.grouped(frames, base, notch, display.visibleFrame);
+    const std::vector<SurfaceGroup> groups =
+        m_slots.grouped(frames, base, notch, display.visibleFrame, stripFrom);
 
     QStringList keys;
     for (const SurfaceGroup& group : groups) {

@@ -151,8 +151,11 @@ WorkspaceSnapshot workspaceOn(std::vector<DisplaySnapshot> displays, int active 
 }
 
 struct Rig {
+    // A second rig on the first one's settings file is the program after a restart.
+    explicit Rig(const QString& settingsFile = {})
+        : defaults(settingsFile.isEmpty() ? dir.filePath(u"t.conf"_s) : settingsFile, QSettings::IniFormat) {}
     QTemporaryDir dir;
-    QSettings defaults{dir.filePath(u"t.conf"_s), QSettings::IniFormat};
+    QSettings defaults;
     AppModel model;
     SettingsStore settings{defaults, {}};
     SurfacePositionStore positions{defaults};
@@ -300,22 +303,31 @@ void WorkspaceCoordinatorTest::atMostSixBubblesAndSystemWidgetsDoNotCount() {
     const QStringList shown = rig.bubbleModules();
     // The system widget is shown beside the six.
     QCOMPARE(shown, (QStringList{u"cpu"_s, u"m1"_s, u"m2"_s, u"m3"_s, u"m4"_s, u"m5"_s, u"m6"_s}));
+    // None of them has a saved place, and none lands on another: seven bubbles of their own.
+    QCOMPARE(rig.surfaces.shown.size(), 7);
+    for (const SurfaceViewState& state : rig.surfaces.shown) {
+        QVERIFY(std::holds_alternative<grouping::Bubble>(state.grouping));
+    }
 }
 
 void WorkspaceCoordinatorTest::automaticModeFusesEverythingIntoTheNotch() {
     Rig rig;
-    rig.add(u"claude"_s, ModuleGroup::agents);
-    rig.add(u"github"_s, ModuleGroup::code);
+    // Six widgets fill the notch; the two system widgets ride in its strip beyond the six.
+    for (const QString& id : {u"claude"_s, u"codex"_s, u"gemini"_s, u"github"_s, u"ports"_s, u"docker"_s}) {
+        rig.add(id, ModuleGroup::code);
+    }
     rig.add(u"cpu"_s, ModuleGroup::system);
+    rig.add(u"memory"_s, ModuleGroup::system);
     rig.make();
     rig.coordinator->start();
     QCOMPARE(rig.surfaces.shown.size(), 1);
     const QString key = rig.surfaces.shown.firstKey();
-    QCOMPARE(key, u"fundido:claude|cpu|github@A"_s);
+    QCOMPARE(key, u"fundido:claude|codex|cpu|docker|gemini|github|memory|ports@A"_s);
     const SurfaceViewState state = rig.surfaces.shown.first();
     QVERIFY(std::holds_alternative<grouping::Notch>(state.grouping));
-    QCOMPARE(state.modules.size(), size_t(3)); // the system widget joins the notch, in the strip
-    QCOMPARE(state.modules.back().id, u"cpu"_s);
+    QCOMPARE(state.modules.size(), size_t(8));
+    QCOMPARE(state.modules[6].id, u"cpu"_s);
+    QCOMPARE(state.modules[7].id, u"memory"_s);
     QVERIFY(rig.model.hasDockedNotch());
     QCOMPARE(rig.model.notchDisplayID(), std::optional(u"A"_s));
 }
@@ -410,10 +422,11 @@ void WorkspaceCoordinatorTest::droppedSurfaceKeepsItsPlaceAcrossARestart() {
     QCOMPARE(rig.surfaces.shown.value(key).placement.frame.topLeft(), dropped.topLeft());
 
     rig.coordinator.reset();
-    rig.surfaces.shown.clear();
-    rig.make();
-    rig.coordinator->start();
-    QCOMPARE(rig.surfaces.shown.value(key).placement.frame.topLeft(), dropped.topLeft());
+    Rig restarted(rig.defaults.fileName());
+    restarted.add(u"github"_s);
+    restarted.make();
+    restarted.coordinator->start();
+    QCOMPARE(restarted.surfaces.shown.value(key).placement.frame.topLeft(), dropped.topLeft());
 }
 
 void WorkspaceCoordinatorTest::fullScreenActiveWindowHidesWhenAsked() {
