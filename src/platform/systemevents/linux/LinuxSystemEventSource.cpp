@@ -65,10 +65,12 @@ void LinuxSystemEventSource::start() {
         watch->connection = xcb_connect(nullptr, &screenNumber);
         if (xcb_connection_has_error(watch->connection) == 0) {
             xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(watch->connection));
-            for (int i = 0; i < screenNumber && screens.rem > 0; ++i) {
+            for (int i = 0; i < screenNumber && screens.rem > 1; ++i) {
                 xcb_screen_next(&screens);
             }
-            watch->root = screens.data->root;
+            watch->root = screens.data != nullptr ? screens.data->root : xcb_window_t{XCB_WINDOW_NONE};
+        }
+        if (xcb_connection_has_error(watch->connection) == 0 && watch->root != XCB_WINDOW_NONE) {
             watch->activeWindow = internAtom(watch->connection, "_NET_ACTIVE_WINDOW");
             watch->currentDesktop = internAtom(watch->connection, "_NET_CURRENT_DESKTOP");
             // Other clients may select events on the root too; masks of different clients don't clash.
@@ -145,7 +147,10 @@ void LinuxSystemEventSource::readX11Events() {
         std::free(event);
     }
     if (xcb_connection_has_error(m_x11->connection) != 0) {
-        // The X server went away; the other sources go on.
+        // The X server went away; the other sources go on. The notifier is the sender of this call,
+        // so it goes once the call is over.
+        m_x11->notifier->setEnabled(false);
+        m_x11->notifier.release()->deleteLater();
         m_x11.reset();
     }
     if (activated) {
