@@ -73,23 +73,21 @@ int main(int argc, char** argv) {
 
     const double base = 140;
     const QSizeF chip(base, base);
-    // Docked at the top centre: two tabs at rest.
+    // Seven widgets, each in one place as on a real screen. Docked at the top centre: the sessions.
     const QRectF notch(v.center().x() - 90, v.top(), 180, 32);
-    add(stateFor(
-        {samples::agentSessions(), samples::claudeUsage(), samples::pullRequest(), samples::localServers()},
-        NotchMetrics{notch, 4}.panelFrame(), grouping::Notch{notch}, shape::Circle{}));
+    add(stateFor({samples::agentSessions()}, NotchMetrics{notch, 1}.panelFrame(), grouping::Notch{notch},
+                 shape::Circle{}));
     // A capsule along the right edge.
     const QRectF capsule =
-        SurfaceSlotAllocator::capsuleFrame(Edge::right, 3, base, QRectF(v.right() - 140, 420, 140, 140), v);
-    add(stateFor({samples::claudeUsage(), samples::codexUsage(), samples::pullRequest()}, capsule,
-                 grouping::Capsule{Edge::right}, shape::HalfMoon{Edge::right}));
+        SurfaceSlotAllocator::capsuleFrame(Edge::right, 2, base, QRectF(v.right() - 140, 420, 140, 140), v);
+    add(stateFor({samples::codexUsage(), samples::pullRequest()}, capsule, grouping::Capsule{Edge::right},
+                 shape::HalfMoon{Edge::right}));
     // Rings in the bottom left corner.
-    add(stateFor({samples::cpu(), samples::memory(), samples::localServers()},
-                 SurfaceSlotAllocator::ringsFrame(Corner::bottomLeft, 3, base, v),
+    add(stateFor({samples::cpu(), samples::memory()},
+                 SurfaceSlotAllocator::ringsFrame(Corner::bottomLeft, 2, base, v),
                  grouping::Rings{Corner::bottomLeft}, shape::InCorner{Corner::bottomLeft}));
-    // Bubbles: one in the open, one against the top edge, one under the pointer (open).
-    add(stateFor({samples::memory()}, QRectF(QPointF(1180, 190), chip), grouping::Bubble{}, shape::Circle{}));
-    add(stateFor({samples::codexUsage()}, QRectF(QPointF(1430, v.top()), chip), grouping::Bubble{},
+    // Bubbles: one against the top edge, one in the open under the pointer (open).
+    add(stateFor({samples::localServers()}, QRectF(QPointF(1430, v.top()), chip), grouping::Bubble{},
                  shape::HalfMoon{Edge::top}));
     SurfaceCoordinator* open = add(stateFor({samples::claudeUsage()}, QRectF(QPointF(1330, 300), chip),
                                             grouping::Bubble{}, shape::Circle{}));
