@@ -28,19 +28,63 @@ struct Delivery {
     QString event;
     QHash<QByteArray, QByteArray> headers; // names in lower case
     QJsonObject body;
+    // For a request without the token: its head and the process that sent it, with its parents.
+    QByteArray head;
+    QString sender;
 };
+
+qint64 parentOf(qint64 pid) {
+    QFile stat(u"/proc/%1/stat"_s.arg(pid));
+    if (!stat.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    // "pid (name) state ppid ...": the name may hold spaces and parentheses.
+    const QByteArray line = stat.readAll();
+    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+    return fields.size() > 1 ? fields[1].toLongLong() : 0;
+}
+
+QByteArray commandLineOf(qint64 pid) {
+    QFile file(u"/proc/%1/cmdline"_s.arg(pid));
+    return file.open(QIODevice::ReadOnly) ? file.read(300).replace('\0', ' ').trimmed() : QByteArray("?");
+}
+
+// The process on this machine whose socket has the local port `port` on loopback, other than this one.
+qint64 processWithPort(quint16 port) {
+    QProcess lsof;
+    lsof.start(u"lsof"_s, {u"-nP"_s, u"-a"_s, u"-iTCP@127.0.0.1:%1"_s.arg(port), u"-Fp"_s});
+    if (!lsof.waitForFinished(5000)) {
+        return 0;
+    }
+    for (const QByteArray& line : lsof.readAllStandardOutput().split('\n')) {
+        const qint64 pid = line.startsWith('p') ? line.mid(1).toLongLong() : 0;
+        if (pid > 0 && pid != QCoreApplication::applicationPid()) {
+            return pid;
+        }
+    }
+    return 0;
+}
 
 // A loopback HTTP/1.1 listener that records each hook and answers it as the program would: an empty
 // 204, or for a decision an allow, except in the terminal scenarios of Claude Code, which the user
 // answers in the terminal. Each event name is appended to a file, which the scenarios wait on.
+//
+// A request that does not carry the token is told apart by its sender: one sent from the agent's run
+// is recorded, so that the test fails and says why; one from another program on this machine (a port
+// it remembered that this listener now has) is refused, as the program would, and only reported.
 class RecordingListener : public QObject {
 public:
-    explicit RecordingListener(QString eventsFile)
-        : m_eventsFile(std::move(eventsFile)) {
+    RecordingListener(QString eventsFile, QByteArray token)
+        : m_eventsFile(std::move(eventsFile))
+        , m_token(std::move(token)) {
         connect(&m_server, &QTcpServer::newConnection, this, [this] {
             while (QTcpSocket* socket = m_server.nextPendingConnection()) {
                 connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
-                connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+                // A request cut short must not leave its bytes to the next socket at the same address.
+                connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
+                    m_buffers.remove(socket);
+                    socket->deleteLater();
+                });
             }
         });
         m_server.listen(QHostAddress::LocalHost, 0);
@@ -49,6 +93,8 @@ public:
     quint16 port() const { return m_server.serverPort(); }
     QList<Delivery> deliveries;
     QString scenario;
+    // The script that runs the agent for the scenario.
+    qint64 scenarioProcess = 0;
 
 private:
     void read(QTcpSocket* socket) {
@@ -83,7 +129,20 @@ private:
             return;
         }
         const QString event = body.value(u"hook_event_name"_s).toString();
-        deliveries.append({scenario, event, headers, body});
+        Delivery delivery{scenario, event, headers, body, {}, {}};
+        if (headers.value("x-tessary-token") != m_token) {
+            delivery.head = buffer.left(end);
+            bool fromRun = false;
+            delivery.sender = senderOf(socket->peerPort(), &fromRun);
+            if (!fromRun) {
+                qWarning("a request from outside the run, refused: %s\n%s", qPrintable(delivery.sender),
+                         delivery.head.constData());
+                socket->write("HTTP/1.1 204 No Content\r\nConnection: close\r\n\r\n");
+                socket->disconnectFromHost();
+                return;
+            }
+        }
+        deliveries.append(delivery);
         QFile events(m_eventsFile);
         if (events.open(QIODevice::Append)) {
             events.write(event.toUtf8() + '\n');
@@ -102,7 +161,21 @@ private:
         socket->disconnectFromHost();
     }
 
+    // The sending process and its parents; `fromRun` when the scenario's script is among them, or when
+    // the sender cannot be found (then the request counts as the run's).
+    QString senderOf(quint16 peerPort, bool* fromRun) const {
+        const qint64 pid = processWithPort(peerPort);
+        *fromRun = pid == 0;
+        QStringList chain;
+        for (qint64 process = pid; process > 1 && chain.size() < 12; process = parentOf(process)) {
+            chain.append(u"%1 %2"_s.arg(process).arg(QString::fromLocal8Bit(commandLineOf(process))));
+            *fromRun = *fromRun || process == scenarioProcess;
+        }
+        return pid == 0 ? u"sender not found"_s : chain.join(u" <- "_s);
+    }
+
     QString m_eventsFile;
+    QByteArray m_token;
     QTcpServer m_server;
     QHash<QTcpSocket*, QByteArray> m_buffers;
 };
@@ -131,8 +204,8 @@ private:
         QString home = sandbox.filePath(u"home"_s);
         QString eventsFile = sandbox.filePath(u"events"_s);
         QSettings defaults{sandbox.filePath(u"Tessary.conf"_s), QSettings::IniFormat};
-        RecordingListener listener{eventsFile};
         QString token = u"offline-test-token"_s;
+        RecordingListener listener{eventsFile, token.toUtf8()};
     };
 
     void prepare(Run& run);
@@ -185,6 +258,7 @@ void AgentsOfflineTest::runScenario(Run& run, const QString& agent, const QStrin
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::ForwardedChannels);
     process.start(script(), {agent, run.home, run.sandbox.filePath(scenario), scenario});
+    run.listener.scenarioProcess = process.processId();
     // The listener answers on this thread while the agent runs.
     QTRY_VERIFY_WITH_TIMEOUT(process.state() == QProcess::NotRunning, 6 * 60 * 1000);
     QCOMPARE(process.exitCode(), 0);
@@ -204,7 +278,9 @@ QSet<QString> AgentsOfflineTest::eventsOf(const Run& run, const QString& scenari
 
 void AgentsOfflineTest::checkHeaders(const Run& run, const QString& agent) {
     for (const Delivery& delivery : run.listener.deliveries) {
-        QCOMPARE(delivery.headers.value("x-tessary-token"), run.token.toUtf8());
+        QVERIFY2(delivery.headers.value("x-tessary-token") == run.token.toUtf8(),
+                 qPrintable(u"%1 in %2 without the token, from %3:\n%4"_s.arg(
+                     delivery.event, delivery.scenario, delivery.sender, QString::fromUtf8(delivery.head))));
         bool isNumber = false;
         QVERIFY(delivery.headers.value("x-tessary-agent").toLongLong(&isNumber) > 1 && isNumber);
         QCOMPARE(delivery.headers.contains("x-tessary-decision"), delivery.event == u"PermissionRequest"_s);
@@ -224,7 +300,10 @@ void AgentsOfflineTest::claudeCodeFiresTheInstalledHooks() {
     const AgentHookInstaller installer = AgentHookInstaller::claude(run.home, &run.defaults);
     QVERIFY(installer.connectIfPossible());
 
-    const QStringList scenarios{u"print-tools"_s, u"print-compact"_s, u"print-rate-limit"_s, u"terminal"_s};
+    // Print mode exits as soon as its turn ends and may cut off the asynchronous hooks still posting
+    // (Stop, StopFailure, PostCompact): the terminal scenarios are the ones that must deliver them.
+    const QStringList scenarios{u"print-tools"_s, u"print-compact"_s, u"terminal"_s,
+                                u"terminal-rate-limit"_s};
     for (const QString& scenario : scenarios) {
         runScenario(run, u"claude"_s, scenario);
         if (QTest::currentTestFailed()) {
