@@ -56,6 +56,9 @@ void SurfacePositionStoreTest::sizeLargerThanTheContainerIsClamped() {
     const QRectF restored =
         SurfacePositionResolver::frame({0.5, 0.5}, QSizeF(5000, -10), QRectF(0, 0, 800, 600));
     QCOMPARE(restored, QRectF(0, 300, 800, 0));
+    // A position edited outside 0...1 still lands on the display.
+    QCOMPARE(SurfacePositionResolver::frame({5, -2}, QSizeF(100, 100), QRectF(0, 0, 800, 600)),
+             QRectF(700, 0, 100, 100));
 }
 
 void SurfacePositionStoreTest::saveMergesPerDisplay() {
@@ -70,6 +73,9 @@ void SurfacePositionStoreTest::saveMergesPerDisplay() {
     QCOMPARE(store.position(u"A"_s, u"memory"_s), std::optional(NormalizedSurfacePosition{1, 1}));
     QCOMPARE(store.position(u"B"_s, u"cpu"_s), std::optional(NormalizedSurfacePosition{0.5, 0}));
     QCOMPARE(store.position(u"B"_s, u"memory"_s), std::nullopt);
+    // What was saved is what the next start reads.
+    const SurfacePositionStore reread(defaults);
+    QCOMPARE(reread.positions(), store.positions());
 }
 
 void SurfacePositionStoreTest::damagedStoreReadsAsEmpty() {

@@ -6,6 +6,7 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace tessary {
@@ -34,7 +35,10 @@ QRectF frame(const NormalizedSurfacePosition& position, const QSizeF& size, cons
     const double height = std::clamp(size.height(), 0.0, std::max(container.height(), 0.0));
     const double roomX = std::max(container.width() - width, 0.0);
     const double roomY = std::max(container.height() - height, 0.0);
-    return {container.left() + position.x * roomX, container.top() + position.y * roomY, width, height};
+    // A stored position comes from a file that may have been edited or damaged: keep it on the display.
+    const auto unit = [](double value) { return std::isfinite(value) ? std::clamp(value, 0.0, 1.0) : 0.0; };
+    return {container.left() + unit(position.x) * roomX, container.top() + unit(position.y) * roomY, width,
+            height};
 }
 
 } // namespace SurfacePositionResolver
