@@ -785,6 +785,7 @@ void HookListenerTest::connectionsAreCapped() {
     // Held permission requests are not what the limit is for: more of them than the limit wait on the
     // card, and the hooks that follow still get through.
     std::vector<std::unique_ptr<QProcess>> held;
+    held.reserve(3);
     for (int i = 0; i < 3; ++i) {
         held.push_back(startDecision(
             json(codexBody(u"PermissionRequest"_s,
