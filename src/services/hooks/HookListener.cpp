@@ -492,8 +492,8 @@ void HookListener::hold(const PendingPermission& pending, const QJsonObject& inp
     connect(expiry, &QTimer::timeout, this, [this, id] { deadlinePassed(id); });
     expiry->start();
 
-    m_held.insert(id, HeldConnection{connection, std::move(held), input, suggestions, agent,
-                                     policy.atDeadline, pending.askedAt.addSecs(policy.deadline), expiry});
+    m_held.insert(id, Segurado{connection, std::move(held), input, suggestions, agent, policy.atDeadline,
+                               pending.askedAt.addSecs(policy.deadline), expiry});
     m_heldOrder.append(id);
     m_store.request(pending);
     DiagnosticLog::info(DiagnosticCategory::hooks, "permission.held", [&] {
@@ -728,12 +728,12 @@ void HookListener::releaseRunningCommands(const QDateTime& now) {
     release(ids, candidates, "approved command is running");
 }
 
-std::optional<HookListener::HeldConnection> HookListener::takeHeld(const QString& id) {
+std::optional<HookListener::Segurado> HookListener::takeHeld(const QString& id) {
     const auto found = m_held.find(id);
     if (found == m_held.end()) {
         return std::nullopt;
     }
-    HeldConnection taken = std::move(*found);
+    Segurado taken = std::move(*found);
     m_held.erase(found);
     m_heldOrder.removeOne(id);
     if (taken.expiry) {

@@ -119,7 +119,7 @@ public:
 
 private:
     // A request on hold: the connection that waits for the answer and what the answer is made of.
-    struct HeldConnection {
+    struct Segurado {
         std::shared_ptr<HookConnection> connection;
         HeldRequestRelease::Held request;
         QJsonObject input;
@@ -159,7 +159,7 @@ private:
                                 const QString& summary, std::optional<qint32> agentPID, const QDateTime& at);
     void releaseRunningCommands(const QDateTime& now);
     // Removes a request from the held ones and stops its timer; the caller writes its one reply.
-    std::optional<HeldConnection> takeHeld(const QString& id);
+    std::optional<Segurado> takeHeld(const QString& id);
     static void send(const std::shared_ptr<HookConnection>& connection, const QByteArray& bytes);
     [[nodiscard]] QList<HeldRequestRelease::Held> releaseCandidates() const;
     [[nodiscard]] bool isHeadless(std::optional<qint32> agentPID) const;
@@ -178,7 +178,7 @@ private:
     std::optional<quint16> m_port;
     bool m_updatePending = false;
     const AgentProcessReading* m_processes = nullptr;
-    QHash<QString, HeldConnection> m_held;
+    QHash<QString, Segurado> m_held;
     // Order in which the held requests came, for the sweep and for readers.
     QStringList m_heldOrder;
     std::optional<QDateTime> m_lastProcessSweep;
