@@ -3,11 +3,9 @@
 #include "app/StatusMenu.h"
 #include "app/UsageWidgets.h"
 #include "app/onboarding/OnboardingWindow.h"
-#include "platform/loginitem/fake/FakeLoginItem.h"
-#include "platform/systemevents/fake/FakeSystemEventSource.h"
-#include "platform/workspace/fake/FakeWorkspaceReader.h"
 #include "services/hooks/HookListener.h"
 #include "services/monitoring/Scheduler.h"
+#include "support/AppTestHarness.h"
 
 #include <QApplication>
 #include <QFile>
@@ -36,13 +34,7 @@ private slots:
     void usageWaitsForTheFirstRunToBeAnswered();
 
 private:
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<QSettings> m_defaults;
-    FakeLoginItem m_loginItem;
-    ManualClock m_clock;
-    ManualScheduler m_scheduler{m_clock};
-    FakeWorkspaceReader m_reader;
-    FakeSystemEventSource m_systemEvents;
+    std::unique_ptr<testing::AppTestHarness> m_app;
     QString m_suitePath;
     std::unique_ptr<AppDelegate> makeDelegate();
 };
@@ -70,37 +62,15 @@ QAction* entry(QMenu* menu, const QString& text) {
 } // namespace
 
 void AppDelegateTest::init() {
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_defaults = std::make_unique<QSettings>(m_dir->filePath(u"Tessary.conf"_s), QSettings::IniFormat);
-    m_suitePath = m_dir->filePath(u"CorvaneApp.conf"_s);
-    m_loginItem.registered = false;
-    m_loginItem.calls = 0;
-    WorkspaceSnapshot workspace;
-    DisplaySnapshot display;
-    display.id = u"DP-1"_s;
-    display.name = u"Dell"_s;
-    display.frame = QRectF(0, 0, 1920, 1080);
-    display.visibleFrame = display.frame;
-    workspace.displays = {display};
-    workspace.activeDisplay = display;
-    m_reader.snapshot = workspace;
-    m_reader.reads = 0;
+    m_app = std::make_unique<testing::AppTestHarness>();
+    m_suitePath = m_app->dir.filePath(u"CorvaneApp.conf"_s);
 }
 
 std::unique_ptr<AppDelegate> AppDelegateTest::makeDelegate() {
-    AppEnvironment environment;
-    environment.defaults = m_defaults.get();
-    environment.loginItem = &m_loginItem;
+    AppEnvironment environment = m_app->environment();
     environment.openFormerSuite = [path = m_suitePath] {
         return std::make_unique<QSettings>(path, QSettings::IniFormat);
     };
-    environment.showsTrayIcon = false;
-    environment.clock = &m_clock;
-    environment.scheduler = &m_scheduler;
-    environment.workspaceReader = &m_reader;
-    environment.systemEvents = &m_systemEvents;
-    environment.homeDirectory = m_dir->path();
-    environment.runsSystemWidgets = false;
     return std::make_unique<AppDelegate>(environment);
 }
 
@@ -150,10 +120,10 @@ void AppDelegateTest::loginItemFollowsTheSetting() {
     TessarySettings settings = delegate->settingsStore().settings();
     settings.launchesAtLogin = true;
     delegate->settingsStore().setSettings(settings);
-    QVERIFY(m_loginItem.registered);
+    QVERIFY(m_app->loginItem.registered);
     settings.reducesMotion = true; // another field: the login item is left alone
     delegate->settingsStore().setSettings(settings);
-    QCOMPARE(m_loginItem.calls, 1);
+    QCOMPARE(m_app->loginItem.calls, 1);
 }
 
 void AppDelegateTest::menuListsItsEntriesInOrder() {
@@ -196,19 +166,19 @@ void AppDelegateTest::workspaceLoopRunsBetweenLaunchAndTerminate() {
     auto delegate = makeDelegate();
     delegate->applicationDidFinishLaunching();
     QVERIFY(delegate->model().isMonitoring());
-    QCOMPARE(m_reader.reads, 1);
+    QCOMPARE(m_app->reader.reads, 1);
     // The display was remembered in the settings by the first refresh.
     QCOMPARE(delegate->settingsStore().settings().displaySettings(u"DP-1"_s).lastKnownName, u"Dell"_s);
-    m_scheduler.advance(0.4);
-    QCOMPARE(m_reader.reads, 2);
+    m_app->scheduler.advance(0.4);
+    QCOMPARE(m_app->reader.reads, 2);
     // The hook listener published where it listens, and takes it back when the program ends.
-    const QString endpoint = m_dir->filePath(u".tessary/hook-endpoint"_s);
+    const QString endpoint = m_app->dir.filePath(u".tessary/hook-endpoint"_s);
     QVERIFY(QFile::exists(endpoint));
     delegate->applicationWillTerminate();
     QVERIFY(!QFile::exists(endpoint));
     QVERIFY(!delegate->model().isMonitoring());
-    m_scheduler.advance(10);
-    QCOMPARE(m_reader.reads, 2);
+    m_app->scheduler.advance(10);
+    QCOMPARE(m_app->reader.reads, 2);
 }
 
 void AppDelegateTest::usageWaitsForTheFirstRunToBeAnswered_data() {
@@ -239,7 +209,7 @@ void AppDelegateTest::usageWaitsForTheFirstRunToBeAnswered() {
     QVERIFY(delegate->usageWidgets().usageMonitor().isRunning());
     QTRY_VERIFY(!delegate->onboardingWindow());
     // A choice made in the first-run window goes through the same path as any other change.
-    QCOMPARE(m_loginItem.registered, answer == u"start"_s);
+    QCOMPARE(m_app->loginItem.registered, answer == u"start"_s);
     QCOMPARE(applied.size(), answer == u"start"_s ? 1 : 0);
 
     // Past the first run, the next launch starts the usage monitor at once.

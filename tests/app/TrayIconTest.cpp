@@ -1,10 +1,8 @@
 // The status icon on a real X server: a tray host that owns the system tray selection, as a panel's
-// notification area does, receives the program's request to dock; without one the program runs on.
+
 #include "app/AppDelegate.h"
-#include "platform/loginitem/fake/FakeLoginItem.h"
-#include "platform/systemevents/fake/FakeSystemEventSource.h"
-#include "platform/workspace/fake/FakeWorkspaceReader.h"
 #include "services/monitoring/Scheduler.h"
+#include "support/AppTestHarness.h" // notification area does, receives the program's request to dock; without one the program runs on.
 
 #include <QApplication>
 #include <QDeadlineTimer>
@@ -124,40 +122,17 @@ private slots:
 private:
     std::unique_ptr<AppDelegate> makeDelegate();
 
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<QSettings> m_defaults;
-    FakeLoginItem m_loginItem;
-    ManualClock m_clock;
-    ManualScheduler m_scheduler{m_clock};
-    FakeWorkspaceReader m_reader;
-    FakeSystemEventSource m_systemEvents;
+    std::unique_ptr<testing::AppTestHarness> m_app;
 };
 
 void TrayIconTest::init() {
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_defaults = std::make_unique<QSettings>(m_dir->filePath(u"Tessary.conf"_s), QSettings::IniFormat);
-    m_defaults->setValue(QLatin1StringView(PreferenceKeys::onboardingCompleted), true);
-    DisplaySnapshot display;
-    display.id = u"screen"_s;
-    display.frame = QRectF(0, 0, 1920, 1080);
-    display.visibleFrame = display.frame;
-    WorkspaceSnapshot workspace;
-    workspace.displays = {display};
-    workspace.activeDisplay = display;
-    m_reader.snapshot = workspace;
+    m_app = std::make_unique<testing::AppTestHarness>();
+    m_app->skipFirstRun();
 }
 
 std::unique_ptr<AppDelegate> TrayIconTest::makeDelegate() {
-    AppEnvironment environment;
-    environment.defaults = m_defaults.get();
-    environment.loginItem = &m_loginItem;
-    environment.openFormerSuite = [] { return std::unique_ptr<QSettings>(); };
-    environment.clock = &m_clock;
-    environment.scheduler = &m_scheduler;
-    environment.workspaceReader = &m_reader;
-    environment.systemEvents = &m_systemEvents;
-    environment.homeDirectory = m_dir->path();
-    environment.runsSystemWidgets = false;
+    AppEnvironment environment = m_app->environment();
+    environment.showsTrayIcon = true;
     return std::make_unique<AppDelegate>(environment);
 }
 

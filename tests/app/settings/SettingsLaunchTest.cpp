@@ -1,14 +1,11 @@
 // How the settings window is reached: the status menu, the application's openSettings, and a second launch
-// of the real program. On a real X server.
 
 #include "app/AppDelegate.h"
 #include "app/StatusMenu.h"
 #include "app/logviewer/LogViewerWindow.h"
 #include "app/settings/SettingsWindow.h"
-#include "platform/loginitem/fake/FakeLoginItem.h"
-#include "platform/systemevents/fake/FakeSystemEventSource.h"
-#include "platform/workspace/fake/FakeWorkspaceReader.h"
 #include "services/monitoring/Scheduler.h"
+#include "support/AppTestHarness.h" // of the real program. On a real X server.
 
 #include <QApplication>
 #include <QComboBox>
@@ -64,49 +61,20 @@ private slots:
 private:
     std::unique_ptr<AppDelegate> makeDelegate();
 
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<QSettings> m_defaults;
-    FakeLoginItem m_loginItem;
-    ManualClock m_clock;
-    ManualScheduler m_scheduler{m_clock};
-    FakeWorkspaceReader m_reader;
-    FakeSystemEventSource m_systemEvents;
+    std::unique_ptr<testing::AppTestHarness> m_app;
 };
 
 void SettingsLaunchTest::init() {
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_defaults = std::make_unique<QSettings>(m_dir->filePath(u"Tessary.conf"_s), QSettings::IniFormat);
-    // Past the first run, so that no onboarding window stands in front.
-    m_defaults->setValue(QLatin1StringView(PreferenceKeys::onboardingCompleted), true);
-    WorkspaceSnapshot workspace;
-    DisplaySnapshot display;
-    display.id = u"DP-1"_s;
-    display.name = u"Dell"_s;
-    display.frame = QRectF(0, 0, 1920, 1080);
-    display.visibleFrame = display.frame;
-    workspace.displays = {display};
-    workspace.activeDisplay = display;
-    m_reader.snapshot = workspace;
+    m_app = std::make_unique<testing::AppTestHarness>();
+    m_app->skipFirstRun();
 }
 
 void SettingsLaunchTest::cleanup() {
-    m_defaults.reset();
-    m_dir.reset();
+    m_app.reset();
 }
 
 std::unique_ptr<AppDelegate> SettingsLaunchTest::makeDelegate() {
-    AppEnvironment environment;
-    environment.defaults = m_defaults.get();
-    environment.loginItem = &m_loginItem;
-    environment.openFormerSuite = [] { return std::unique_ptr<QSettings>(); };
-    environment.showsTrayIcon = false;
-    environment.clock = &m_clock;
-    environment.scheduler = &m_scheduler;
-    environment.workspaceReader = &m_reader;
-    environment.systemEvents = &m_systemEvents;
-    environment.homeDirectory = m_dir->path();
-    environment.runsSystemWidgets = false;
-    return std::make_unique<AppDelegate>(environment);
+    return std::make_unique<AppDelegate>(m_app->environment());
 }
 
 void SettingsLaunchTest::theMenuEntryOpensGeneral() {
