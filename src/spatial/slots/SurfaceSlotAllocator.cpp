@@ -95,6 +95,7 @@ std::vector<QRectF> SurfaceSlotAllocator::extraSpots(int count, const QSizeF& si
         return spots;
     }
     std::vector<QRectF> taken;
+    taken.reserve(static_cast<std::size_t>(slotCount) + static_cast<std::size_t>(count));
     for (int corner = 0; corner < slotCount; ++corner) {
         taken.push_back(cornerFrame(slot(corner), size, v));
     }
@@ -107,7 +108,8 @@ std::vector<QRectF> SurfaceSlotAllocator::extraSpots(int count, const QSizeF& si
     };
     // Columns in the order left edge, right edge, then inwards from each side in turn.
     for (int column = 0; static_cast<int>(spots.size()) < count; ++column) {
-        const double inset = (column / 2) * stepX;
+        const int stepsIn = column / 2; // the two sides step in by turns
+        const double inset = stepsIn * stepX;
         const double x = column % 2 == 0 ? v.left() + inset : v.right() - width - inset;
         if (x < v.left() || x + width > v.right()) {
             break;
