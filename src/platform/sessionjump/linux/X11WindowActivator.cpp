@@ -2,7 +2,6 @@
 
 #include "platform/x11/X11Support.h"
 
-
 #include <cstring>
 #include <memory>
 #include <utility>
