@@ -46,8 +46,7 @@ class SurfaceSlotAllocatorTest : public QObject {
 private slots:
     void defaultFrame_data();
     void defaultFrame();
-    void defaultBubblesStandApart_data();
-    void defaultBubblesStandApart();
+    void sevenDefaultBubblesPileUpAndFuseAtTheBottomLeft();
     void requestedFrames_data();
     void requestedFrames();
     void touches_data();
@@ -65,24 +64,19 @@ void SurfaceSlotAllocatorTest::defaultFrame_data() {
     QTest::addColumn<int>("index");
     QTest::addColumn<QRectF>("visibleFrame");
     QTest::addColumn<QRectF>("expected");
-    // The four corners, then down the left edge a bubble and a gap apart, clear of both left slots.
+    // Seven bubbles of 100: the four corners, then below the bottom left slot, where the step of
+    // height plus gap is capped at once at the bottom of the visible frame.
     QTest::newRow("1st top right") << 0 << visible << QRectF(1340, 25, 100, 100);
     QTest::newRow("2nd bottom right") << 1 << visible << QRectF(1340, 800, 100, 100);
     QTest::newRow("3rd top left") << 2 << visible << QRectF(0, 25, 100, 100);
     QTest::newRow("4th bottom left") << 3 << visible << QRectF(0, 800, 100, 100);
-    QTest::newRow("5th below the top left") << 4 << visible << QRectF(0, 139, 100, 100);
-    QTest::newRow("7th further down") << 6 << visible << QRectF(0, 367, 100, 100);
-    // 139 + 4 * 114 = 595 is the last spot a gap above the bottom left slot at 800.
-    QTest::newRow("9th last on the left edge") << 8 << visible << QRectF(0, 595, 100, 100);
-    QTest::newRow("10th goes on down the right edge") << 9 << visible << QRectF(1340, 139, 100, 100);
+    QTest::newRow("5th capped at the bottom") << 4 << visible << QRectF(0, 800, 100, 100);
+    QTest::newRow("6th capped at the bottom") << 5 << visible << QRectF(0, 800, 100, 100);
+    QTest::newRow("7th capped at the bottom") << 6 << visible << QRectF(0, 800, 100, 100);
     QTest::newRow("second display, top right")
         << 0 << QRectF(1440, 0, 1920, 1080) << QRectF(3260, 0, 100, 100);
     QTest::newRow("second display, bottom left")
         << 3 << QRectF(1440, 0, 1920, 1080) << QRectF(1440, 980, 100, 100);
-    // 300 high: no room between the left slots; the next spot is a column in, at the top.
-    QTest::newRow("short display, a column in") << 4 << QRectF(0, 0, 600, 300) << QRectF(114, 0, 100, 100);
-    QTest::newRow("no room left piles up at the bottom left")
-        << 4 << QRectF(0, 0, 200, 200) << QRectF(0, 100, 100, 100);
 }
 
 void SurfaceSlotAllocatorTest::defaultFrame() {
@@ -92,36 +86,17 @@ void SurfaceSlotAllocatorTest::defaultFrame() {
     QCOMPARE(SurfaceSlotAllocator().defaultFrame(index, bubble, visibleFrame), expected);
 }
 
-void SurfaceSlotAllocatorTest::defaultBubblesStandApart_data() {
-    QTest::addColumn<QRectF>("visibleFrame");
-    QTest::addColumn<double>("side");
-    QTest::addColumn<int>("count");
-    QTest::newRow("laptop, small bubbles, six widgets and two system ones")
-        << QRectF(0, 25, 1440, 875) << 220.0 << 8;
-    QTest::newRow("full HD, medium bubbles") << QRectF(0, 32, 1920, 1048) << 280.0 << 8;
-    QTest::newRow("large bubbles on a wide display") << QRectF(0, 0, 2560, 1400) << 340.0 << 8;
-    QTest::newRow("small display, as many as fit") << QRectF(0, 0, 800, 600) << 220.0 << 6;
-}
-
-// Widgets without a saved place never land on each other: every default bubble stands alone.
-void SurfaceSlotAllocatorTest::defaultBubblesStandApart() {
-    QFETCH(QRectF, visibleFrame);
-    QFETCH(double, side);
-    QFETCH(int, count);
+void SurfaceSlotAllocatorTest::sevenDefaultBubblesPileUpAndFuseAtTheBottomLeft() {
     const SurfaceSlotAllocator allocator;
     std::vector<QRectF> frames;
-    for (int index = 0; index < count; ++index) {
-        frames.push_back(allocator.defaultFrame(index, {side, side}, visibleFrame));
-        QVERIFY2(visibleFrame.contains(frames.back()), qPrintable(describe(frames.back())));
+    frames.reserve(7);
+    for (int index = 0; index < 7; ++index) {
+        frames.push_back(allocator.defaultFrame(index, bubble, visible));
     }
-    for (std::size_t a = 0; a < frames.size(); ++a) {
-        for (std::size_t b = a + 1; b < frames.size(); ++b) {
-            QVERIFY2(!frames[a].intersects(frames[b]),
-                     qPrintable(describe(frames[a]) + u" / "_s + describe(frames[b])));
-        }
-    }
-    const auto groups = allocator.grouped(frames, side, std::nullopt, visibleFrame);
-    QCOMPARE(groups.size(), frames.size());
+    // Four rings: 100 * (0.13 + 0.55 * 4) = 233 on a side, in the bottom left corner.
+    QCOMPARE(describe(allocator.grouped(frames, base, notchArea, visible)),
+             u"bubble [0] 1340,25 100x100; bubble [1] 1340,800 100x100; bubble [2] 0,25 100x100; "
+             "rings bottomLeft [3,4,5,6] 0,667 233x233"_s);
 }
 
 void SurfaceSlotAllocatorTest::requestedFrames_data() {

@@ -66,64 +66,15 @@ SurfaceSlotAllocator::Slot SurfaceSlotAllocator::slot(int index) {
 
 QRectF SurfaceSlotAllocator::defaultFrame(int index, const QSizeF& size, const QRectF& visibleFrame) const {
     const QRectF v = visibleFrame.normalized();
-    if (index < slotCount) {
-        return cornerFrame(slot(index), size, v);
-    }
-    const std::vector<QRectF> spots = extraSpots(index - slotCount + 1, size, v);
-    if (spots.size() > static_cast<std::size_t>(index - slotCount)) {
-        return spots[static_cast<std::size_t>(index - slotCount)];
-    }
-    return cornerFrame(Slot::bottomLeft, size, v);
-}
-
-QRectF SurfaceSlotAllocator::cornerFrame(Slot s, const QSizeF& size, const QRectF& v) {
+    const Slot s = slot(index);
     const bool right = s == Slot::topRight || s == Slot::bottomRight;
     const bool top = s == Slot::topRight || s == Slot::topLeft;
-    return {right ? v.right() - size.width() : v.left(), top ? v.top() : v.bottom() - size.height(),
-            size.width(), size.height()};
-}
-
-std::vector<QRectF> SurfaceSlotAllocator::extraSpots(int count, const QSizeF& size, const QRectF& v) const {
-    std::vector<QRectF> spots;
-    const double width = size.width();
-    const double height = size.height();
-    const double stepX = width + gap;
-    const double stepY = height + gap;
-    // A size or a room that isn't a real length has no spots: every step must move on.
-    if (count <= 0 || !(width > 0) || !(height > 0) || !(stepX > 0) || !(stepY > 0) ||
-        !spatial::isFinite(v) || !std::isfinite(width) || !std::isfinite(height)) {
-        return spots;
+    const double x = right ? v.right() - size.width() : v.left();
+    double y = top ? v.top() : v.bottom() - size.height();
+    if (index >= slotCount) {
+        y = std::min(y + (size.height() + gap) * (index - (slotCount - 1)), v.bottom() - size.height());
     }
-    std::vector<QRectF> taken;
-    taken.reserve(static_cast<std::size_t>(slotCount) + static_cast<std::size_t>(count));
-    for (int corner = 0; corner < slotCount; ++corner) {
-        taken.push_back(cornerFrame(slot(corner), size, v));
-    }
-    // Clear of every frame taken when the spot grown by the gap still only touches it.
-    const auto isClear = [&](const QRectF& spot) {
-        const QRectF kept = spot.adjusted(-gap, -gap, gap, gap);
-        return std::none_of(taken.begin(), taken.end(), [&](const QRectF& other) {
-            return !spatial::intersection(kept, other).isEmpty();
-        });
-    };
-    // Columns in the order left edge, right edge, then inwards from each side in turn.
-    for (int column = 0; static_cast<int>(spots.size()) < count; ++column) {
-        const int stepsIn = column / 2; // the two sides step in by turns
-        const double inset = stepsIn * stepX;
-        const double x = column % 2 == 0 ? v.left() + inset : v.right() - width - inset;
-        if (x < v.left() || x + width > v.right()) {
-            break;
-        }
-        for (double y = v.top(); y + height <= v.bottom() && static_cast<int>(spots.size()) < count;
-             y += stepY) {
-            const QRectF spot(x, y, width, height);
-            if (isClear(spot)) {
-                taken.push_back(spot);
-                spots.push_back(spot);
-            }
-        }
-    }
-    return spots;
+    return {x, y, size.width(), size.height()};
 }
 
 QRectF SurfaceSlotAllocator::dockedFrame(const QSizeF& size, const QRectF& notch,

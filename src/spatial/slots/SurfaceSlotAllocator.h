@@ -41,9 +41,8 @@ struct SurfaceSlotAllocator {
     [[nodiscard]] static Slot slot(int index);
 
     // The frame of widget `index` without a saved position: the four corners in slot order, then
-    // the free spots down the left edge, down the right edge and in columns further in, each a gap
-    // clear of the others, so that no two default bubbles fuse. Only where the visible frame has no
-    // room left does a widget take the bottom left slot again and fuse there.
+    // stepping down from the bottom left slot, kept above the visible frame's bottom; so every later
+    // widget piles up at the bottom left and fuses there.
     [[nodiscard]] QRectF defaultFrame(int index, const QSizeF& size, const QRectF& visibleFrame) const;
 
     // A bubble centered under the notch at the top of the visible frame.
@@ -88,13 +87,6 @@ struct SurfaceSlotAllocator {
                                              const QRectF& visibleFrame);
     // The square of `count` rings in `corner` of the visible frame.
     [[nodiscard]] static QRectF ringsFrame(Corner corner, int count, double base, const QRectF& visibleFrame);
-
-private:
-    [[nodiscard]] static QRectF cornerFrame(Slot slot, const QSizeF& size, const QRectF& visibleFrame);
-    // The first `count` spots after the corners, each a gap clear of the corners and of each other;
-    // fewer where the visible frame has no room for more.
-    [[nodiscard]] std::vector<QRectF> extraSpots(int count, const QSizeF& size,
-                                                 const QRectF& visibleFrame) const;
 };
 
 } // namespace tessary
