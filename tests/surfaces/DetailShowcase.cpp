@@ -54,15 +54,7 @@ int main(int argc, char** argv) {
     QScreen* screen = QGuiApplication::primaryScreen();
     const QRectF v = screen->availableGeometry();
 
-    Wallpaper wallpaper;
-    wallpaper.setGeometry(screen->geometry());
-    wallpaper.show();
-    WorkWindow editor(QStringLiteral("limits.ts — api-server"), false);
-    editor.setGeometry(250, 150, 860, 560);
-    editor.show();
-    WorkWindow terminal(QStringLiteral("Terminal"), true);
-    terminal.setGeometry(720, 560, 640, 330);
-    terminal.show();
+    const DesktopScene desktop(screen->geometry(), 560);
 
     X11PanelWindowTraits traits;
     DetailPanel detail(traits);

@@ -82,4 +82,21 @@ private:
     bool m_dark;
 };
 
+// The desktop every showcase is drawn over: the wallpaper on the whole screen, an editor, and a
+// terminal whose top is at `terminalTop`.
+struct DesktopScene {
+    Wallpaper wallpaper;
+    WorkWindow editor{QStringLiteral("limits.ts — api-server"), false};
+    WorkWindow terminal{QStringLiteral("Terminal"), true};
+
+    DesktopScene(const QRect& screen, int terminalTop) {
+        wallpaper.setGeometry(screen);
+        wallpaper.show();
+        editor.setGeometry(250, 150, 860, 560);
+        editor.show();
+        terminal.setGeometry(720, terminalTop, 640, 330);
+        terminal.show();
+    }
+};
+
 } // namespace tessary::showcase

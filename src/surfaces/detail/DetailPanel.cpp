@@ -138,17 +138,17 @@ QString stepSymbol(DetailStep::State state) {
 QColor stepColor(DetailStep::State state) {
     switch (state) {
     case DetailStep::State::passed:
-        return DetailPalette::successGreen;
+        return SurfacePalette::successGreen;
     case DetailStep::State::failed:
-        return DetailPalette::criticalRed;
+        return SurfacePalette::criticalRed;
     case DetailStep::State::running:
     case DetailStep::State::working:
-        return DetailPalette::progressBlue;
+        return SurfacePalette::progressBlue;
     case DetailStep::State::pending:
     case DetailStep::State::skipped:
         break;
     }
-    return DetailPalette::textTertiary;
+    return SurfacePalette::textTertiary;
 }
 
 QString iconSymbol(const DetailIcon& icon) {
@@ -372,7 +372,7 @@ QWidget* DetailPanel::header() {
     line->setContentsMargins(6, 2, 6, 6);
     line->setSpacing(8);
     line->addWidget(
-        new DetailGlyph(m_icons, module.variants.compact.symbolName, DetailPalette::textPrimary, 18));
+        new DetailGlyph(m_icons, module.variants.compact.symbolName, SurfacePalette::textPrimary, 18));
     const QString title =
         module.variants.detail ? module.variants.detail->title : module.variants.compact.title;
     line->addWidget(label(title, "title"), 1);
@@ -399,7 +399,7 @@ QWidget* DetailPanel::notices() {
         auto* line = new QHBoxLayout(row);
         line->setContentsMargins(0, 0, 0, 0);
         line->setSpacing(7);
-        line->addWidget(DetailGlyph::swatch(m_icons, DetailPalette::toneColor(fact.tone)), 0, Qt::AlignTop);
+        line->addWidget(DetailGlyph::swatch(m_icons, SurfacePalette::toneColor(fact.tone)), 0, Qt::AlignTop);
         line->addWidget(label(fact.text, "notice", nullptr, true), 1);
         layout->addWidget(row);
     }
@@ -440,9 +440,9 @@ QWidget* DetailPanel::row(const DetailSection& shown) {
     int indent = 0;
     QWidget* leading = nullptr;
     if (shown.swatch) {
-        leading = DetailGlyph::swatch(m_icons, DetailPalette::roleColor(*shown.swatch));
+        leading = DetailGlyph::swatch(m_icons, SurfacePalette::roleColor(*shown.swatch));
     } else if (shown.icon) {
-        leading = new DetailGlyph(m_icons, iconSymbol(*shown.icon), DetailPalette::textSecondary, 15);
+        leading = new DetailGlyph(m_icons, iconSymbol(*shown.icon), SurfacePalette::textSecondary, 15);
     }
     if (leading != nullptr) {
         outer->addWidget(leading, 0, Qt::AlignTop);

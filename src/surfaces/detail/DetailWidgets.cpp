@@ -41,7 +41,7 @@ void DetailRow::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(DetailPalette::hoverWash);
+    painter.setBrush(SurfacePalette::hoverWash);
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
 }
 
@@ -84,12 +84,12 @@ void MiniGauge::paintEvent(QPaintEvent* event) {
     const QRectF box = QRectF(rect()).adjusted(0, 0.5, 0, -0.5);
     const double radius = box.height() / 2;
     painter.setPen(Qt::NoPen);
-    painter.setBrush(DetailPalette::track);
+    painter.setBrush(SurfacePalette::track);
     painter.drawRoundedRect(box, radius, radius);
     const double fraction = std::isfinite(m_gauge.fraction) ? std::clamp(m_gauge.fraction, 0.0, 1.0) : 0.0;
     const double filled = std::max(box.height(), box.width() * fraction);
     if (fraction > 0) {
-        painter.setBrush(DetailPalette::gaugeColor(m_gauge));
+        painter.setBrush(SurfacePalette::gaugeColor(m_gauge));
         painter.drawRoundedRect(QRectF(box.left(), box.top(), filled, box.height()), radius, radius);
     }
 }
@@ -116,11 +116,11 @@ void ActivityMark::paintEvent(QPaintEvent* event) {
     Q_UNUSED(event);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    QColor color = DetailPalette::progressBlue;
+    QColor color = SurfacePalette::progressBlue;
     if (m_activity == DetailSection::Activity::waiting) {
-        color = DetailPalette::warningAmber;
+        color = SurfacePalette::warningAmber;
     } else if (m_activity == DetailSection::Activity::failed) {
-        color = DetailPalette::criticalRed;
+        color = SurfacePalette::criticalRed;
     }
     const QPointF middle = QRectF(rect()).center();
     if (m_activity == DetailSection::Activity::working) {

@@ -18,8 +18,6 @@ namespace tessary {
 
 class SymbolIconCache;
 
-namespace DetailPalette = SurfacePalette;
-
 // One row of a section. Read as a list item; a row with an action is pressed like a button.
 class DetailRow final : public QWidget {
     Q_OBJECT
