@@ -30,9 +30,19 @@ namespace tessary {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+// The home folder is decided once: the one given (tests), else the user's.
+AppEnvironment withHomeResolved(AppEnvironment environment) {
+    if (environment.homeDirectory.isEmpty()) {
+        environment.homeDirectory = QDir::homePath();
+    }
+    return environment;
+}
+} // namespace
+
 AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
     : QObject(parent)
-    , m_environment(std::move(environment))
+    , m_environment(withHomeResolved(std::move(environment)))
     , m_settingsStore(*m_environment.defaults,
                       [this](bool launches) {
                           return !m_environment.loginItem ||
@@ -41,19 +51,15 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
     , m_positionStore(*m_environment.defaults)
     , m_liveAgents(std::make_unique<AgentEventStore>()) {
     m_hookListener = std::make_unique<HookListener>(
-        *m_liveAgents, *m_environment.clock,
-        m_environment.homeDirectory.isEmpty() ? QDir::homePath() : m_environment.homeDirectory,
-        m_environment.agentProcesses);
+        *m_liveAgents, *m_environment.clock, m_environment.homeDirectory, m_environment.agentProcesses);
     m_workspaceCoordinator = std::make_unique<WorkspaceCoordinator>(WorkspaceCoordinator::Dependencies{
         m_model, m_settingsStore, *m_environment.workspaceReader, m_positionStore, m_bus,
         *m_environment.systemEvents, *m_environment.clock, *m_environment.scheduler,
         m_environment.makeSurface});
     // Claude usage goes on the bus first, before the widgets of this machine.
     m_usageWidgets = std::make_unique<UsageWidgets>(
-        UsageWidgets::Environment{
-            *m_environment.clock, *m_environment.scheduler, m_settingsStore, *m_liveAgents,
-            m_environment.homeDirectory.isEmpty() ? QDir::homePath() : m_environment.homeDirectory, nullptr,
-            std::nullopt},
+        UsageWidgets::Environment{*m_environment.clock, *m_environment.scheduler, m_settingsStore,
+                                  *m_liveAgents, m_environment.homeDirectory, nullptr, std::nullopt},
         [this] { m_workspaceCoordinator->moduleDataChanged(); });
     m_usageWidgets->registerModules(m_bus, [this](const QString& sessionID) {
         const qint32 pid = m_liveAgents->agentPIDs().value(sessionID);
@@ -196,8 +202,7 @@ void AppDelegate::applicationWillTerminate() {
 void AppDelegate::openSettings(SettingsSection section) {
     emit settingsRequested(section);
     if (!m_settingsWindow) {
-        const QString home =
-            m_environment.homeDirectory.isEmpty() ? QDir::homePath() : m_environment.homeDirectory;
+        const QString home = m_environment.homeDirectory;
         const auto sink = DiagnosticLogger::shared().sink();
         const QString logs = sink ? sink->directory() : DiagnosticFileSink::defaultDirectory();
         m_logViewer = std::make_unique<LogViewerController>(logs);
@@ -226,8 +231,7 @@ void AppDelegate::openSettings(SettingsSection section) {
 
 void AppDelegate::runOnboardingGate() {
     QSettings& defaults = *m_environment.defaults;
-    const QString home =
-        m_environment.homeDirectory.isEmpty() ? QDir::homePath() : m_environment.homeDirectory;
+    const QString home = m_environment.homeDirectory;
     if (!OnboardingGate::shouldShow(defaults)) {
         AgentHookInstaller::claude(home, &defaults).connectIfPossible();
         AgentHookInstaller::codex(home, &defaults).connectIfPossible();

@@ -47,7 +47,7 @@ struct AppEnvironment {
     SurfaceFactory makeSurface;
     PreferencesMigration::FormerSuiteOpener openFormerSuite = PreferencesMigration::openFormerSuite;
     bool showsTrayIcon = true;
-    // Where the hook files live (~/.tessary); tests give a folder of their own.
+    // Where the hook files live (~/.tessary); empty means the user's home, tests give a folder of their own.
     QString homeDirectory;
     // Local servers, CPU and memory; off in tests that drive the loop alone.
     bool runsSystemWidgets = true;
