@@ -163,13 +163,13 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_statusMenu = std::make_unique<StatusMenu>(m_model, actions);
     m_statusMenu->setLocalization(m_localization);
     if (m_environment.showsTrayIcon) {
-        // Without a tray host the program runs on; its surfaces are what the user sees.
+        // Shown whether or not a tray is there yet: Qt docks the icon when a tray host takes the
+        // system tray selection, also one that starts later. Without any, the surfaces' context
+        // menus carry the same actions.
         m_trayIcon = std::make_unique<QSystemTrayIcon>(makeTrayIcon());
         m_trayIcon->setToolTip(u"Tessary"_s);
         m_trayIcon->setContextMenu(m_statusMenu->menu());
-        if (QSystemTrayIcon::isSystemTrayAvailable()) {
-            m_trayIcon->show();
-        }
+        m_trayIcon->show();
     }
 }
 

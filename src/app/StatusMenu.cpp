@@ -25,8 +25,28 @@ void StatusMenu::setUpdateAvailable(bool available) {
     rebuild();
 }
 
+StatusMenu::Content StatusMenu::content() const {
+    const auto& workspace = m_model.workspace();
+    Content content;
+    content.problem = m_model.lastError();
+    // Platforms without an accessibility permission hand in no action and show no entry.
+    content.asksForAccessibility = static_cast<bool>(m_actions.requestAccessibilityAccess) &&
+                                   (!workspace || !workspace->hasAccessibilityAccess);
+    content.canEditNotch = m_model.hasDockedNotch();
+    content.updateAvailable = m_updateAvailable;
+    content.localization = m_localization;
+    return content;
+}
+
 void StatusMenu::rebuild() {
+    Content next = content();
+    if (m_shown == next) {
+        return;
+    }
+    m_shown = std::move(next);
+    const Content& shown = *m_shown;
     m_menu.clear();
+    m_editNotch = nullptr;
     const auto add = [this](const QString& key, const std::function<void()>& action) {
         QAction* item = m_menu.addAction(m_localization.text(key));
         item->setEnabled(static_cast<bool>(action));
@@ -36,25 +56,37 @@ void StatusMenu::rebuild() {
         return item;
     };
 
-    if (const auto& error = m_model.lastError()) {
+    if (shown.problem) {
         m_menu.addSection(m_localization.text(u"Problem"_s));
-        QAction* text = m_menu.addAction(*error);
+        QAction* text = m_menu.addAction(*shown.problem);
         text->setEnabled(false);
     }
     m_menu.addSeparator();
-    const auto& workspace = m_model.workspace();
-    // Platforms without an accessibility permission hand in no action and show no entry.
-    if (m_actions.requestAccessibilityAccess && (!workspace || !workspace->hasAccessibilityAccess)) {
+    if (shown.asksForAccessibility) {
         add(u"Turn on Accessibility…"_s, m_actions.requestAccessibilityAccess);
     }
     m_menu.addSeparator();
-    if (m_model.hasDockedNotch()) {
-        add(u"Edit notch…"_s, m_actions.editNotch);
+    if (shown.canEditNotch) {
+        m_editNotch = add(u"Edit notch…"_s, m_actions.editNotch);
     }
     add(u"Settings…"_s, m_actions.openSettings);
-    add(m_updateAvailable ? u"Update available…"_s : u"Check for Updates…"_s, m_actions.checkForUpdates);
+    add(shown.updateAvailable ? u"Update available…"_s : u"Check for Updates…"_s, m_actions.checkForUpdates);
     m_menu.addSeparator();
     add(u"Quit Tessary"_s, m_actions.quit);
+}
+
+void StatusMenu::addActionsTo(QMenu& menu) const {
+    const QList<QAction*> actions = m_menu.actions();
+    // The leading dividers of the tray's menu have nothing above them here, and a surface edits
+    // its own notch.
+    bool leading = true;
+    for (QAction* action : actions) {
+        if ((leading && action->isSeparator() && action->text().isEmpty()) || action == m_editNotch) {
+            continue;
+        }
+        leading = false;
+        menu.addAction(action);
+    }
 }
 
 } // namespace tessary

@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 #include "app/SingleInstance.h"
+#include "app/StatusMenu.h"
 #include "app/TessaryApplication.h"
 #include "app/UnixSignals.h"
 #include "core/diagnostics/DiagnosticLog.h"
@@ -67,8 +68,12 @@ int main(int argc, char** argv) {
     // One detail panel for every surface, and the notch's editor; both outlive the delegate.
     DetailPanel detailPanel(panelTraits);
     NotchEditorPanel notchEditor(panelTraits, localization);
-    environment.makeSurface =
-        makeSurfaceFactory(SurfaceEnvironment{panelTraits, localization, {}, &detailPanel});
+    environment.makeSurface = makeSurfaceFactory(
+        SurfaceEnvironment{panelTraits, localization, {}, &detailPanel, [&delegate](QMenu& menu) {
+                               if (delegate && delegate->statusMenu()) {
+                                   delegate->statusMenu()->addActionsTo(menu);
+                               }
+                           }});
     environment.makePermissionCard = [&](AppDelegate& app) -> std::unique_ptr<QObject> {
         return std::make_unique<PermissionCardBinding>(PermissionCardBinding::Dependencies{
             app.hookListener(), app.liveAgents(), app.workspaceCoordinator(), app.model(),

@@ -1,8 +1,18 @@
 #include "surfaces/FloatingPanel.h"
 
+#include <QApplication>
 #include <QWidget>
 
 namespace tessary {
+
+namespace {
+// A property on the widget rather than a list of our own: Qt already knows every top-level window.
+constexpr const char* inFrontProperty = "tessary.keptInFront";
+
+bool isKeptInFront(const QWidget& panel) {
+    return panel.property(inFrontProperty).toBool();
+}
+} // namespace
 
 bool presentFloatingPanel(QWidget& panel, PanelWindowTraits& traits, bool& prepared) {
     if (!prepared) {
@@ -10,12 +20,30 @@ bool presentFloatingPanel(QWidget& panel, PanelWindowTraits& traits, bool& prepa
         prepared = true;
     }
     const bool wasVisible = panel.isVisible();
-    panel.show();
-    if (!wasVisible) {
-        traits.reassert(static_cast<quintptr>(panel.winId()));
+    if (wasVisible) {
+        return false;
     }
+    panel.show();
+    traits.reassert(static_cast<quintptr>(panel.winId()));
+    raiseFloatingPanel(panel);
+    return true;
+}
+
+void raiseFloatingPanel(QWidget& panel) {
     panel.raise();
-    return !wasVisible;
+    if (isKeptInFront(panel)) {
+        return;
+    }
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    for (QWidget* window : windows) {
+        if (window != &panel && window->isVisible() && isKeptInFront(*window)) {
+            window->raise();
+        }
+    }
+}
+
+void keepFloatingPanelInFront(QWidget& panel) {
+    panel.setProperty(inFrontProperty, true);
 }
 
 } // namespace tessary

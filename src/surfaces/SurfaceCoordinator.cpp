@@ -6,6 +6,7 @@
 #include "spatial/slots/DropTranslator.h"
 #include "spatial/slots/SlotGeometry.h"
 #include "spatial/workspace/SurfaceShapeResolver.h"
+#include "surfaces/FloatingPanel.h"
 #include "surfaces/SurfacePanel.h"
 #include "surfaces/detail/DetailPanel.h"
 
@@ -132,7 +133,7 @@ void SurfaceCoordinator::hide() {
 
 void SurfaceCoordinator::bringToFront() {
     if (m_panel->isVisible()) {
-        m_panel->raise();
+        raiseFloatingPanel(*m_panel);
     }
 }
 
@@ -547,20 +548,32 @@ void SurfaceCoordinator::click(const QPointF& pointer) {
 }
 
 void SurfaceCoordinator::rightMouseDown(const QPoint& pointer) {
-    if (m_isInteractionPaused || !isNotch() || !m_callbacks.onEditNotchRequested) {
-        return;
-    }
-    if (m_callbacks.canEditNotch && !m_callbacks.canEditNotch()) {
+    if (m_isInteractionPaused) {
         return;
     }
     auto* menu = new QMenu(m_panel.get());
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    QAction* edit = menu->addAction(localization().text(u"Edit Notch…"_s));
-    connect(edit, &QAction::triggered, this, [this] {
-        if (m_callbacks.onEditNotchRequested) {
-            m_callbacks.onEditNotchRequested();
+    menu->setAccessibleName(u"Tessary"_s);
+    const bool editsNotch = isNotch() && m_callbacks.onEditNotchRequested &&
+                            (!m_callbacks.canEditNotch || m_callbacks.canEditNotch());
+    if (editsNotch) {
+        QAction* edit = menu->addAction(localization().text(u"Edit Notch…"_s));
+        connect(edit, &QAction::triggered, this, [this] {
+            if (m_callbacks.onEditNotchRequested) {
+                m_callbacks.onEditNotchRequested();
+            }
+        });
+    }
+    if (m_environment.addMenuActions) {
+        if (editsNotch) {
+            menu->addSeparator();
         }
-    });
+        m_environment.addMenuActions(*menu);
+    }
+    if (menu->isEmpty()) {
+        delete menu;
+        return;
+    }
     menu->popup(pointer);
 }
 
@@ -655,29 +668,46 @@ void SurfaceCoordinator::releaseDetailPanel() {
 }
 
 void SurfaceCoordinator::updatePulse() {
-    bool pulses = false;
+    std::optional<QDateTime> latest;
     if (m_currentState) {
         for (const auto* list : {&m_currentState->modules, &m_currentState->signalOnly}) {
             for (const ModuleSnapshot& module : *list) {
-                pulses = pulses || (module.variants.signal && module.variants.signal->pulseSince());
+                const auto since =
+                    module.variants.signal ? module.variants.signal->pulseSince() : std::nullopt;
+                if (since && (!latest || *since > *latest)) {
+                    latest = since;
+                }
             }
         }
     }
-    if (!pulses || reducesMotion()) {
+    if (!latest) {
         stopAnimation(m_pulseAnimation);
-        m_pulse = pulses ? 0 : -1; // a still mark when motion is reduced
+        m_pulse = -1;
+        m_pulsedFor.reset();
         return;
     }
-    if (m_pulseAnimation) {
+    const bool hadItsBeats = m_pulsedFor && *latest <= *m_pulsedFor;
+    if (hadItsBeats || reducesMotion()) {
+        if (!m_pulseAnimation || reducesMotion()) {
+            stopAnimation(m_pulseAnimation);
+            m_pulse = 0; // the still mark
+        }
+        m_pulsedFor = latest;
         return;
     }
+    m_pulsedFor = latest;
+    stopAnimation(m_pulseAnimation);
     auto* animation = new QVariantAnimation(this);
     animation->setStartValue(0.0);
     animation->setEndValue(1.0);
     animation->setDuration(pulsePeriodMs);
-    animation->setLoopCount(-1);
+    animation->setLoopCount(pulseBeats);
     connect(animation, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
         m_pulse = value.toDouble();
+        render();
+    });
+    connect(animation, &QVariantAnimation::finished, this, [this] {
+        m_pulse = 0;
         render();
     });
     m_pulseAnimation = animation;

@@ -7,6 +7,7 @@
 #include "surfaces/form/SpringCurve.h"
 #include "surfaces/form/SurfaceHitTest.h"
 
+#include <QDateTime>
 #include <QObject>
 #include <QPointer>
 #include <QRectF>
@@ -35,8 +36,10 @@ public:
     static constexpr int relocationMs = 320;
     // A drop this close to where the drag began is a click.
     static constexpr double clickTolerance = 2;
-    // One beat of the mark of a fact that wants attention.
+    // One beat of the mark of a fact that wants attention, and how many beats a new fact gets
+    // before its mark stands still: a pulse catches the eye, an endless one only costs redraws.
     static constexpr int pulsePeriodMs = 1600;
+    static constexpr int pulseBeats = 3;
 
     SurfaceCoordinator(QString key, SurfaceCallbacks callbacks, SurfaceEnvironment environment);
     ~SurfaceCoordinator() override;
@@ -65,6 +68,7 @@ public:
     [[nodiscard]] double expansion() const { return m_expansion; }
     [[nodiscard]] std::optional<int> hoveredModule() const { return m_hoveredModule; }
     [[nodiscard]] const std::optional<SurfaceViewState>& currentState() const { return m_currentState; }
+    [[nodiscard]] bool isPulsing() const { return !m_pulseAnimation.isNull(); }
     [[nodiscard]] SurfaceShape currentChipShape() const;
 
 private:
@@ -137,9 +141,11 @@ private:
     QPointer<QVariantAnimation> m_expansionAnimation;
     QPointer<QVariantAnimation> m_frameAnimation;
     QPointer<QVariantAnimation> m_fadeAnimation;
-    // A critical or attention fact pulses its mark until the user looks.
+    // A new critical or attention fact pulses its mark for a few beats; then the mark stands still
+    // until the user looks.
     QPointer<QVariantAnimation> m_pulseAnimation;
     double m_pulse = -1;
+    std::optional<QDateTime> m_pulsedFor; // the latest fact that has had its beats
 };
 
 } // namespace tessary

@@ -3,6 +3,7 @@
 #include "core/localization/Localization.h"
 #include "services/workspace/Surface.h"
 
+#include <QMenu>
 #include <QRectF>
 #include <QString>
 
@@ -24,6 +25,9 @@ struct SurfaceEnvironment {
     std::function<std::optional<QRectF>(const QString& displayID)> visibleFrame;
     // The detail panel all surfaces share; without it surfaces open no detail.
     DetailPanel* detailPanel = nullptr;
+    // Adds the program's own actions (settings, quit...) to a surface's context menu, so that a
+    // desktop without a tray still has a way in.
+    std::function<void(QMenu& menu)> addMenuActions;
 };
 
 // The factory the workspace loop makes its surfaces with.

@@ -44,6 +44,13 @@ QColor withAlpha(QColor color, double factor) {
     return color;
 }
 
+// The notch's caption: a size that follows the notch's height, never under the smallest.
+constexpr double notchCaptionSmallest = 10;
+constexpr double notchCaptionSpacing = 8;
+double notchCaptionSize(double notchHeight) {
+    return std::clamp(notchHeight * 0.36, notchCaptionSmallest, 13.0);
+}
+
 QFont font(double pixelSize, QFont::Weight weight) {
     QFont f;
     f.setPixelSize(std::max(1, static_cast<int>(std::lround(pixelSize))));
@@ -683,16 +690,21 @@ void SurfacePainter::paintNotch(QPainter& painter, const SurfaceScene& scene, co
         notch != nullptr && !scene.modules.empty() && !scene.geometry.isNotchHidden) {
         const CompactVariant& lead = scene.modules.front().variants.compact;
         const QRectF area = notch->area.normalized().adjusted(12, 0, -12, 0);
-        const QFont titleFont = font(std::clamp(area.height() * 0.36, 10.0, 13.0), QFont::Medium);
-        const QFont valueFont = font(std::clamp(area.height() * 0.36, 10.0, 13.0), QFont::Bold);
-        const double titleWidth = QFontMetricsF(titleFont).horizontalAdvance(lead.title);
-        const double valueWidth = QFontMetricsF(valueFont).horizontalAdvance(lead.value);
-        const double total = std::min(area.width(), titleWidth + 8 + valueWidth);
-        const double left = area.center().x() - total / 2;
-        drawText(painter, QRectF(left, area.top(), std::max(0.0, total - valueWidth - 8), area.height()),
-                 lead.title, titleFont, textSecondary, Qt::AlignLeft | Qt::AlignVCenter);
-        drawText(painter, QRectF(left + total - valueWidth, area.top(), valueWidth + 1, area.height()),
-                 lead.value, valueFont, textPrimary, Qt::AlignLeft | Qt::AlignVCenter);
+        const RestingCaption caption = notchCaption(lead, area.width(), area.height());
+        const double size = notchCaptionSize(area.height());
+        const QFont titleFont = font(size, QFont::Medium);
+        const QFont valueFont = font(caption.pixelSize, QFont::Bold);
+        // Measured with a pixel to spare, so that the drawing never elides what the rule kept.
+        const double titleWidth =
+            caption.title.isEmpty() ? 0 : QFontMetricsF(titleFont).horizontalAdvance(caption.title) + 1;
+        const double valueWidth =
+            caption.value.isEmpty() ? 0 : QFontMetricsF(valueFont).horizontalAdvance(caption.value) + 1;
+        const double between = titleWidth > 0 && valueWidth > 0 ? notchCaptionSpacing : 0;
+        const double left = area.center().x() - (titleWidth + between + valueWidth) / 2;
+        drawText(painter, QRectF(left, area.top(), titleWidth, area.height()), caption.title, titleFont,
+                 textSecondary, Qt::AlignLeft | Qt::AlignVCenter);
+        drawText(painter, QRectF(left + titleWidth + between, area.top(), valueWidth, area.height()),
+                 caption.value, valueFont, textPrimary, Qt::AlignLeft | Qt::AlignVCenter);
     }
 
     const double restAlpha = clamp01(1 - e * 2.2);
@@ -743,6 +755,17 @@ void SurfacePainter::paintNotch(QPainter& painter, const SurfaceScene& scene, co
             }
         }
     }
+}
+
+RestingCaption SurfacePainter::notchCaption(const CompactVariant& lead, double width, double height) {
+    return RestingCaption::fit(
+        lead.title, lead.value, width, notchCaptionSize(height), notchCaptionSmallest, notchCaptionSpacing,
+        [](const QString& text, double pixelSize) {
+            return QFontMetricsF(font(pixelSize, QFont::Medium)).horizontalAdvance(text);
+        },
+        [](const QString& text, double pixelSize) {
+            return QFontMetricsF(font(pixelSize, QFont::Bold)).horizontalAdvance(text);
+        });
 }
 
 void SurfacePainter::paintPanelGlass(QPainter& painter, const QRectF& bounds, double cornerRadius) {

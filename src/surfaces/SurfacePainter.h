@@ -7,6 +7,7 @@
 #include "core/localization/Localization.h"
 #include "modulekit/ModuleSnapshot.h"
 #include "surfaces/SymbolIconCache.h"
+#include "surfaces/form/RestingCaption.h"
 #include "surfaces/form/SurfaceHitTest.h"
 
 #include <QByteArray>
@@ -42,6 +43,9 @@ public:
     [[nodiscard]] static QPainterPath outline(const SurfaceForm& form);
     // The dark glass of the panels that open beside surfaces (detail, card, notch editor), filling `bounds`.
     static void paintPanelGlass(QPainter& painter, const QRectF& bounds, double cornerRadius);
+    // What the notch's own area says of the leading widget, in the fonts it is drawn with: its
+    // title and value where both fit in `width`, else a part dropped whole.
+    [[nodiscard]] static RestingCaption notchCaption(const CompactVariant& lead, double width, double height);
 
 private:
     void paintBubble(QPainter& painter, const SurfaceScene& scene, const SurfaceForm& form, double e);

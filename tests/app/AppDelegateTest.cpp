@@ -140,6 +140,18 @@ void AppDelegateTest::menuListsItsEntriesInOrder() {
     delegate->model().setHasDockedNotch(true);
     QVERIFY(entry(menu, u"Edit notch…"_s));
     QVERIFY(entry(menu, u"Edit notch…"_s)->isEnabled());
+
+    delegate->model().setHasDockedNotch(false);
+    QVERIFY(!entry(menu, u"Edit notch…"_s));
+
+    // The loop's ticks change the model all the time; the menu only when what it shows changes.
+    const QList<QAction*> before = menu->actions();
+    for (int tick = 0; tick < 5; ++tick) {
+        m_app->clock.advance(2);
+        m_app->reader.snapshot->capturedAt = m_app->clock.now();
+        delegate->workspaceCoordinator().refresh(false);
+    }
+    QCOMPARE(menu->actions(), before);
 }
 
 void AppDelegateTest::problemSectionShowsTheError() {

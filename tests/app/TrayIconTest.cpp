@@ -1,8 +1,19 @@
 // The status icon on a real X server: a tray host that owns the system tray selection, as a panel's
+// notification area does, receives the program's request to dock, also when it starts later; without
+// one the program runs on, and every surface's context menu leads to the settings and to quitting.
 
 #include "app/AppDelegate.h"
+#include "app/StatusMenu.h"
+#include "app/settings/SettingsWindow.h"
+#include "platform/panels/linux/X11PanelWindowTraits.h"
 #include "services/monitoring/Scheduler.h"
-#include "support/AppTestHarness.h" // notification area does, receives the program's request to dock; without one the program runs on.
+#include "support/AppTestHarness.h"
+#include "surfaces/AtSpiDriver.h"
+#include "surfaces/SampleSnapshots.h"
+#include "surfaces/SurfaceCoordinator.h"
+#include "surfaces/SurfaceEnvironment.h"
+#include "surfaces/SurfacePanel.h"
+#include "surfaces/SurfaceX11Driver.h"
 
 #include <QApplication>
 #include <QDeadlineTimer>
@@ -15,6 +26,7 @@
 #include <xcb/xcb.h>
 
 using namespace tessary;
+using namespace tessary::testing;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -110,6 +122,20 @@ private:
     xcb_atom_t m_opcode = XCB_ATOM_NONE;
 };
 
+// One widget that always shows the same snapshot.
+class FixedModule final : public CorvaneModule {
+public:
+    explicit FixedModule(ModuleSnapshot snapshot)
+        : m_snapshot(std::move(snapshot)) {}
+    QString id() const override { return m_snapshot.id; }
+    QString displayName() const override { return m_snapshot.variants.compact.title; }
+    QString summary() const override { return {}; }
+    std::optional<ModuleSnapshot> handle(HostEvent, const ModuleContext&) override { return m_snapshot; }
+
+private:
+    ModuleSnapshot m_snapshot;
+};
+
 } // namespace
 
 class TrayIconTest : public QObject {
@@ -118,6 +144,8 @@ private slots:
     void init();
     void withoutATrayHostTheProgramRunsOn();
     void theIconDocksWhereATrayExists();
+    void theIconDocksWhenATrayStartsLater();
+    void withoutATraySettingsAndQuitAreInASurfacesMenu();
 
 private:
     std::unique_ptr<AppDelegate> makeDelegate();
@@ -154,5 +182,63 @@ void TrayIconTest::theIconDocksWhereATrayExists() {
     QVERIFY(host.waitForDockRequest(5000) != 0);
 }
 
-QTEST_MAIN(TrayIconTest)
+void TrayIconTest::theIconDocksWhenATrayStartsLater() {
+    QVERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    QTest::qWait(300);
+    X11TrayHost host;
+    QVERIFY(host.claim());
+    QVERIFY(host.waitForDockRequest(5000) != 0);
+}
+
+void TrayIconTest::withoutATraySettingsAndQuitAreInASurfacesMenu() {
+    QVERIFY(!QSystemTrayIcon::isSystemTrayAvailable());
+    AppEnvironment environment = m_app->environment();
+    environment.showsTrayIcon = true;
+    DisplaySnapshot screen = m_app->reader.snapshot->displays.front();
+    screen.frame = QRectF(QGuiApplication::primaryScreen()->geometry());
+    screen.visibleFrame = QRectF(QGuiApplication::primaryScreen()->availableGeometry());
+    m_app->reader.snapshot->displays = {screen};
+    m_app->reader.snapshot->activeDisplay = screen;
+    X11PanelWindowTraits traits;
+    AppDelegate* app = nullptr;
+    std::map<QString, SurfaceCoordinator*> made;
+    const SurfaceFactory real = makeSurfaceFactory(
+        SurfaceEnvironment{traits,
+                           {},
+                           [&](const QString&) { return std::optional(screen.visibleFrame); },
+                           nullptr,
+                           [&app](QMenu& menu) { app->statusMenu()->addActionsTo(menu); }});
+    environment.makeSurface = [&](const QString& key, SurfaceCallbacks callbacks) {
+        auto surface = real(key, std::move(callbacks));
+        made[key] = dynamic_cast<SurfaceCoordinator*>(surface.get());
+        return surface;
+    };
+    AppDelegate delegate(environment);
+    app = &delegate;
+    auto module = std::make_shared<FixedModule>(samples::localPortsWithDetail());
+    delegate.bus().registerModule(module);
+    delegate.applicationDidFinishLaunching();
+    QVERIFY(!made.empty());
+    SurfaceCoordinator* surface = made.begin()->second;
+    QTRY_VERIFY(surface->panel().isVisible());
+    QTest::qWait(300);
+
+    const QPoint middle = surface->panel().frame().center().toPoint();
+    QVERIFY(X11Driver::xdotool(
+        {u"mousemove"_s, u"--sync"_s, QString::number(middle.x()), QString::number(middle.y())}));
+    QVERIFY(X11Driver::xdotool({u"click"_s, u"3"_s}));
+    QVERIFY(AtSpiDriver::waitFor(u"Quit Tessary"_s, u"menu item"_s));
+    QVERIFY(AtSpiDriver::press(u"Settings…"_s, u"menu item"_s));
+    QTRY_VERIFY(delegate.settingsWindow() && delegate.settingsWindow()->isVisible());
+    delegate.applicationWillTerminate();
+}
+
+int main(int argc, char** argv) {
+    qputenv("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1");
+    QApplication app(argc, argv);
+    TrayIconTest test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "TrayIconTest.moc"

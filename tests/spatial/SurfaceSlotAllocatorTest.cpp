@@ -40,6 +40,7 @@ DisplaySnapshot display(QRectF frame, QRectF visibleFrame, std::optional<QRectF>
 
 Q_DECLARE_METATYPE(PlacementMode)
 Q_DECLARE_METATYPE(DisplaySnapshot)
+Q_DECLARE_METATYPE(std::optional<SurfacePlacement>)
 
 class SurfaceSlotAllocatorTest : public QObject {
     Q_OBJECT
@@ -103,39 +104,64 @@ void SurfaceSlotAllocatorTest::requestedFrames_data() {
     QTest::addColumn<DisplaySnapshot>("screen");
     QTest::addColumn<PlacementMode>("mode");
     QTest::addColumn<QList<QRectF>>("saved"); // a null rectangle stands for "nothing saved"
+    QTest::addColumn<std::optional<SurfacePlacement>>("freeSpot");
     QTest::addColumn<QList<QRectF>>("expected");
 
     const auto notched = display(QRectF(0, 0, 1440, 900), visible, notchArea);
-    // No notch and no menu bar: the effective notch is 180 by 32 at the top centre, x 2310...2490.
+    // No notch and no top panel: the top centre (x 2310...2490) is where the user works.
     const auto plain = display(QRectF(1440, 0, 1920, 1080), QRectF(1440, 0, 1920, 1080), std::nullopt);
+    // A desktop's top panel keeps a band of 28 along the top.
+    const auto paneled = display(QRectF(1440, 0, 1920, 1080), QRectF(1440, 28, 1920, 1052), std::nullopt);
     const QRectF savedFrame(10, 300, 100, 100);
+    const auto spot = [](SurfaceKind kind, const QRectF& frame) {
+        return std::optional(SurfacePlacement{u"d"_s, kind, frame, 1, true});
+    };
+    const std::optional<SurfacePlacement> none;
+    const auto rightRail = spot(SurfaceKind::rightRail, QRectF(3128, 400, 220, 360));
 
-    QTest::newRow("automatic docks the unsaved under the notch")
-        << notched << PlacementMode::automatic << QList<QRectF>{{}, savedFrame, {}}
+    QTest::newRow("automatic docks the unsaved under the notch, whatever the free spot")
+        << notched << PlacementMode::automatic << QList<QRectF>{{}, savedFrame, {}} << rightRail
         << QList<QRectF>{{670, 25, 100, 100}, savedFrame, {670, 25, 100, 100}};
-    QTest::newRow("automatic without a notch docks at the top centre")
-        << plain << PlacementMode::automatic << QList<QRectF>{{}, {}}
-        << QList<QRectF>{{2350, 0, 100, 100}, {2350, 0, 100, 100}};
+    QTest::newRow("a top panel's band holds the notch")
+        << paneled << PlacementMode::automatic << QList<QRectF>{{}, {}} << rightRail
+        << QList<QRectF>{{2350, 28, 100, 100}, {2350, 28, 100, 100}};
+    QTest::newRow("without a band, against the edge of the free right rail, level with it")
+        << plain << PlacementMode::automatic << QList<QRectF>{{}, {}} << rightRail
+        << QList<QRectF>{{3260, 530, 100, 100}, {3260, 530, 100, 100}};
+    QTest::newRow("without a band, against the edge of the free left rail")
+        << plain << PlacementMode::automatic << QList<QRectF>{{}}
+        << spot(SurfaceKind::leftRail, QRectF(1452, 12, 220, 360)) << QList<QRectF>{{1440, 142, 100, 100}};
+    QTest::newRow("without a band, a free top centre still docks")
+        << plain << PlacementMode::automatic << QList<QRectF>{{}}
+        << spot(SurfaceKind::topIsland, QRectF(2230, 12, 340, 76)) << QList<QRectF>{{2350, 0, 100, 100}};
+    QTest::newRow("without a band, on the free chip")
+        << plain << PlacementMode::automatic << QList<QRectF>{{}}
+        << spot(SurfaceKind::floatingChip, QRectF(2000, 100, 100, 100))
+        << QList<QRectF>{{2000, 100, 100, 100}};
+    QTest::newRow("without a band or a free spot, the first slot")
+        << plain << PlacementMode::automatic << QList<QRectF>{{}} << none
+        << QList<QRectF>{{3260, 0, 100, 100}};
     QTest::newRow("bubble mode takes the slots by index")
-        << notched << PlacementMode::floatingChip << QList<QRectF>{{}, savedFrame, {}}
+        << notched << PlacementMode::floatingChip << QList<QRectF>{{}, savedFrame, {}} << none
         << QList<QRectF>{{1340, 25, 100, 100}, savedFrame, {0, 25, 100, 100}};
     QTest::newRow("rail mode takes the slots too")
-        << plain << PlacementMode::leftRail << QList<QRectF>{{}, {}}
+        << plain << PlacementMode::leftRail << QList<QRectF>{{}, {}} << rightRail
         << QList<QRectF>{{3260, 0, 100, 100}, {3260, 980, 100, 100}};
     QTest::newRow("nothing to place")
-        << notched << PlacementMode::automatic << QList<QRectF>{} << QList<QRectF>{};
+        << notched << PlacementMode::automatic << QList<QRectF>{} << none << QList<QRectF>{};
 }
 
 void SurfaceSlotAllocatorTest::requestedFrames() {
     QFETCH(DisplaySnapshot, screen);
     QFETCH(PlacementMode, mode);
     QFETCH(QList<QRectF>, saved);
+    QFETCH(std::optional<SurfacePlacement>, freeSpot);
     QFETCH(QList<QRectF>, expected);
     std::vector<std::optional<QRectF>> savedFrames;
     for (const auto& frame : saved) {
         savedFrames.push_back(frame.isNull() ? std::nullopt : std::optional(frame));
     }
-    const auto frames = SurfaceSlotAllocator().requestedFrames(savedFrames, bubble, mode, screen);
+    const auto frames = SurfaceSlotAllocator().requestedFrames(savedFrames, bubble, mode, screen, freeSpot);
     QCOMPARE(QList<QRectF>(frames.begin(), frames.end()), expected);
 }
 

@@ -203,7 +203,8 @@ void WorkspaceSnapshotAssemblerTest::topology_data() {
     QTest::newRow("stacking order changed") << 4 << false;
     QTest::newRow("cursor took the active display along") << 5 << false;
     QTest::newRow("display rescaled") << 6 << false;
-    QTest::newRow("window retitled") << 7 << false;
+    QTest::newRow("window retitled, as a terminal does all the time") << 7 << true;
+    QTest::newRow("focus moved to another window") << 8 << false;
 }
 
 void WorkspaceSnapshotAssemblerTest::topology() {
@@ -234,6 +235,9 @@ void WorkspaceSnapshotAssemblerTest::topology() {
         break;
     case 7:
         r.windows[1].window.title = u"README.md"_s;
+        break;
+    case 8:
+        r.focusedWindowID = r.windows[r.focusedWindowID == r.windows[2].window.id ? 1 : 2].window.id;
         break;
     default:
         break;

@@ -72,6 +72,7 @@ private slots:
     void hoverOffTheFormIsNotAHover();
     void leavingIsDelayedAndAReturnKeepsTheHover();
     void reducedMotionExpandsAtOnce();
+    void aNewFactPulsesAFewBeatsThenStandsStill();
     void withoutHoverExpansionAClickOpens();
     void slowDropLandsWhereItWasLetGo();
     void dropNearAnEdgeSnapsFlushAndTakesItsShape();
@@ -176,6 +177,32 @@ void SurfaceCoordinatorTest::reducedMotionExpandsAtOnce() {
     h.surface->show(state);
     h.hoverAt({870, 470});
     QCOMPARE(h.surface->expansion(), 1.0);
+}
+
+void SurfaceCoordinatorTest::aNewFactPulsesAFewBeatsThenStandsStill() {
+    const QDateTime first = QDateTime::fromSecsSinceEpoch(1'800'000'000);
+    const auto withFact = [](const QDateTime& since, bool reducesMotion = false) {
+        SurfaceViewState state = bubbleState();
+        state.reducesMotion = reducesMotion;
+        state.modules.front().variants.signal = ChangeSignal::make(
+            {{u"limit"_s, ChangeSignal::Fact::Tone::attention, u"near the limit"_s, since}});
+        return state;
+    };
+    Harness h;
+    h.surface->show(withFact(first));
+    QVERIFY(h.surface->isPulsing());
+    // The loop's refreshes hand the same fact again and again: its beats are not started over.
+    QTest::qWait(SurfaceCoordinator::pulsePeriodMs);
+    h.surface->show(withFact(first));
+    QTRY_VERIFY_WITH_TIMEOUT(!h.surface->isPulsing(),
+                             SurfaceCoordinator::pulsePeriodMs * (SurfaceCoordinator::pulseBeats - 1) + 1000);
+    h.surface->show(withFact(first));
+    QVERIFY(!h.surface->isPulsing());
+
+    h.surface->show(withFact(first.addSecs(60))); // a newer fact gets its own beats
+    QVERIFY(h.surface->isPulsing());
+    h.surface->show(withFact(first.addSecs(120), true)); // none with reduced motion
+    QVERIFY(!h.surface->isPulsing());
 }
 
 void SurfaceCoordinatorTest::withoutHoverExpansionAClickOpens() {

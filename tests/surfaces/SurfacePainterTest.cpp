@@ -1,11 +1,13 @@
 #include "surfaces/SurfacePainter.h"
 
 #include "SampleSnapshots.h"
+#include "core/localization/Localization.h"
 #include "spatial/notch/NotchMetrics.h"
 #include "spatial/slots/SurfaceSlotAllocator.h"
 #include "surfaces/SymbolIconCache.h"
 #include "surfaces/form/SymbolCatalog.h"
 
+#include <QFontMetricsF>
 #include <QImage>
 #include <QSvgRenderer>
 #include <QTest>
@@ -60,6 +62,8 @@ QImage render(SurfacePainter& painter, const SurfaceScene& s, qreal ratio) {
 
 } // namespace
 
+Q_DECLARE_METATYPE(tessary::AppLanguage)
+
 class SurfacePainterTest : public QObject {
     Q_OBJECT
 private slots:
@@ -67,6 +71,8 @@ private slots:
     void paintedFormIsTheHitForm();
     void shadowStaysOutsideTheForm();
     void everyBundledIconIsAValidSvg();
+    void notchCaptionDropsAPartRatherThanCutIt_data();
+    void notchCaptionDropsAPartRatherThanCutIt();
     void iconsTakeTheirColourAndFallBack();
 };
 
@@ -155,6 +161,41 @@ void SurfacePainterTest::iconsTakeTheirColourAndFallBack() {
     const qsizetype cached = cache.size();
     (void)cache.icon(u"cpu"_s, 24, 2, red);
     QCOMPARE(cache.size(), cached);
+}
+
+void SurfacePainterTest::notchCaptionDropsAPartRatherThanCutIt_data() {
+    QTest::addColumn<AppLanguage>("language");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("value");
+    // The widest leads a notch shows, in each language the program speaks.
+    for (const AppLanguage language : {AppLanguage::english, AppLanguage::spanish, AppLanguage::portuguese}) {
+        const QString code = rawValue(language);
+        QTest::addRow("%s, Local ports, none", qPrintable(code))
+            << language << u"Local ports"_s << u"no local servers"_s;
+        QTest::addRow("%s, Claude, no limits", qPrintable(code)) << language << u"Claude"_s << u"no limits"_s;
+        QTest::addRow("%s, Memory, no data", qPrintable(code)) << language << u"Memory"_s << u"no data"_s;
+    }
+}
+
+void SurfacePainterTest::notchCaptionDropsAPartRatherThanCutIt() {
+    QFETCH(AppLanguage, language);
+    QFETCH(QString, title);
+    QFETCH(QString, value);
+    const Localization localization = Localization::forSetting(language);
+    const CompactVariant lead{localization.text(title), localization.text(value), u"network"_s};
+    // The notch of a display without a camera notch: 180 by 32, its text kept 12 from each side.
+    const double width = 180 - 24;
+    const RestingCaption caption = SurfacePainter::notchCaption(lead, width, 32);
+    // Each part whole or not at all, never both dropped, and the reading kept before the title.
+    QVERIFY(caption.title.isEmpty() || caption.title == lead.title);
+    QVERIFY(caption.value.isEmpty() || caption.value == lead.value);
+    QVERIFY2(!caption.value.isEmpty(), qPrintable(lead.value));
+    QVERIFY(caption.pixelSize >= 10);
+    QFont valueFont;
+    valueFont.setPixelSize(static_cast<int>(std::lround(caption.pixelSize)));
+    valueFont.setWeight(QFont::Bold);
+    valueFont.setHintingPreference(QFont::PreferNoHinting);
+    QVERIFY(QFontMetricsF(valueFont).horizontalAdvance(caption.value) <= width);
 }
 
 QTEST_MAIN(SurfacePainterTest)

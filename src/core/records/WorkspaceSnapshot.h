@@ -25,6 +25,10 @@ struct DisplaySnapshot {
     std::optional<QRectF> notchFrame;
     bool operator==(const DisplaySnapshot&) const = default;
 
+    // Whether the top of the display is kept clear of windows for the notch: a camera notch, or a
+    // panel that reserves a band along the top (the menu bar, a desktop's top panel).
+    [[nodiscard]] bool keepsNotchBand() const { return notchFrame || visibleFrame.top() > frame.top(); }
+
     // The notch, or where one would stand: a band at the top centre as high as the menu bar
     // (32 when the display has none), so that docking works the same on every display.
     [[nodiscard]] QRectF effectiveNotchFrame() const {
@@ -56,6 +60,13 @@ struct WindowSnapshot {
     std::optional<QString> subrole;
     WindowObservationSource observationSource = WindowObservationSource::coreGraphics;
     bool operator==(const WindowSnapshot&) const = default;
+
+    // The same window in the same place, visibility and focus; its title may differ.
+    [[nodiscard]] bool standsAs(const WindowSnapshot& other) const {
+        return id == other.id && ownerPID == other.ownerPID && frame == other.frame && layer == other.layer &&
+               alpha == other.alpha && isOnScreen == other.isOnScreen && isFocused == other.isFocused &&
+               isMinimized == other.isMinimized && isFullScreen == other.isFullScreen;
+    }
 };
 
 struct WorkspaceSnapshot {
@@ -69,11 +80,13 @@ struct WorkspaceSnapshot {
     QDateTime capturedAt;
     bool operator==(const WorkspaceSnapshot&) const = default;
 
-    // Same displays, same active display and the same windows in the same places: a moved
-    // window is a change, so the refresh stays fast while windows move.
+    // Same displays, same active display and the same windows in the same places, order and focus:
+    // a moved window is a change, so the refresh stays fast while windows move. A new title is not,
+    // or a terminal that retitles itself all the time would keep the loop at its fast pace.
     [[nodiscard]] bool hasSameTopology(const WorkspaceSnapshot& other) const {
         return displays == other.displays && activeDisplay.id == other.activeDisplay.id &&
-               windows == other.windows;
+               std::equal(windows.cbegin(), windows.cend(), other.windows.cbegin(), other.windows.cend(),
+                          [](const WindowSnapshot& a, const WindowSnapshot& b) { return a.standsAs(b); });
     }
 };
 

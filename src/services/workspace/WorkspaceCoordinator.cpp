@@ -571,8 +571,9 @@ QStringList WorkspaceCoordinator::showBubbles(const std::vector<ModuleSnapshot>&
             position ? std::optional(SurfacePositionResolver::frame(*position, size, display.visibleFrame))
                      : std::nullopt);
     }
-    const std::vector<QRectF> frames =
-        m_slots.requestedFrames(saved, size, context.settings.placementMode, display);
+    // In automatic mode the engine's free spot says where unsaved widgets start.
+    const std::vector<QRectF> frames = m_slots.requestedFrames(saved, size, context.settings.placementMode,
+                                                               display, context.decision.placement);
     const QRectF notch = display.effectiveNotchFrame();
     m_displayGeometry.insert(display.id, DropTranslator::Geometry{display.visibleFrame, notch, size});
 

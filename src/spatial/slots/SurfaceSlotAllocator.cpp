@@ -83,16 +83,41 @@ QRectF SurfaceSlotAllocator::dockedFrame(const QSizeF& size, const QRectF& notch
     return {n.center().x() - size.width() / 2, visibleFrame.normalized().top(), size.width(), size.height()};
 }
 
-std::vector<QRectF> SurfaceSlotAllocator::requestedFrames(const std::vector<std::optional<QRectF>>& saved,
-                                                          const QSizeF& size, PlacementMode mode,
-                                                          const DisplaySnapshot& display) const {
+QRectF SurfaceSlotAllocator::automaticFrame(const QSizeF& size, const DisplaySnapshot& display,
+                                            const std::optional<SurfacePlacement>& freeSpot) const {
+    const QRectF v = display.visibleFrame.normalized();
+    if (display.keepsNotchBand() || (freeSpot && freeSpot->kind == SurfaceKind::topIsland)) {
+        return dockedFrame(size, display.effectiveNotchFrame(), v);
+    }
+    if (!freeSpot) {
+        return defaultFrame(0, size, v);
+    }
+    const QRectF spot = freeSpot->frame.normalized();
+    const double y = clampedStart(spot.center().y() - size.height() / 2, size.height(), v.top(), v.bottom());
+    switch (freeSpot->kind) {
+    case SurfaceKind::leftRail:
+        return {v.left(), y, size.width(), size.height()};
+    case SurfaceKind::rightRail:
+        return {v.right() - size.width(), y, size.width(), size.height()};
+    case SurfaceKind::floatingChip:
+    case SurfaceKind::topIsland:
+        break;
+    }
+    return keptInside(QRectF(spot.center().x() - size.width() / 2, y, size.width(), size.height()), v);
+}
+
+std::vector<QRectF>
+SurfaceSlotAllocator::requestedFrames(const std::vector<std::optional<QRectF>>& saved, const QSizeF& size,
+                                      PlacementMode mode, const DisplaySnapshot& display,
+                                      const std::optional<SurfacePlacement>& freeSpot) const {
     std::vector<QRectF> frames;
     frames.reserve(saved.size());
+    const QRectF automatic = automaticFrame(size, display, freeSpot);
     for (std::size_t index = 0; index < saved.size(); ++index) {
         if (saved[index]) {
             frames.push_back(*saved[index]);
         } else if (mode == PlacementMode::automatic) {
-            frames.push_back(dockedFrame(size, display.effectiveNotchFrame(), display.visibleFrame));
+            frames.push_back(automatic);
         } else {
             frames.push_back(defaultFrame(static_cast<int>(index), size, display.visibleFrame));
         }

@@ -49,12 +49,21 @@ struct SurfaceSlotAllocator {
     [[nodiscard]] static QRectF dockedFrame(const QSizeF& size, const QRectF& notch,
                                             const QRectF& visibleFrame);
 
-    // One frame per widget: its saved frame where it has one; otherwise docked at the display's
-    // (effective) notch in automatic mode, so that all new widgets fuse into the notch, or its
-    // default slot in every other mode.
-    [[nodiscard]] std::vector<QRectF> requestedFrames(const std::vector<std::optional<QRectF>>& saved,
-                                                      const QSizeF& size, PlacementMode mode,
-                                                      const DisplaySnapshot& display) const;
+    // Where a widget without a saved place starts in automatic mode, so that all such widgets fuse
+    // into one surface that covers no window. On a display that keeps a band for the notch, docked
+    // at the notch. Elsewhere the top centre is the user's work space, and `freeSpot`, the place
+    // the spatial engine chose in the free space, decides: against the edge of a free rail (a
+    // capsule), at the notch when the free spot is the top island, or on the free chip (rings in a
+    // corner, or a bubble in the open). Without a free spot, the first default slot.
+    [[nodiscard]] QRectF automaticFrame(const QSizeF& size, const DisplaySnapshot& display,
+                                        const std::optional<SurfacePlacement>& freeSpot) const;
+
+    // One frame per widget: its saved frame where it has one; otherwise `automaticFrame` in
+    // automatic mode, or its default slot in every other mode.
+    [[nodiscard]] std::vector<QRectF>
+    requestedFrames(const std::vector<std::optional<QRectF>>& saved, const QSizeF& size, PlacementMode mode,
+                    const DisplaySnapshot& display,
+                    const std::optional<SurfacePlacement>& freeSpot = std::nullopt) const;
 
     // The drawn part of a bubble frame: the frame without its margin.
     [[nodiscard]] QRectF drawnPart(const QRectF& frame) const;

@@ -215,7 +215,10 @@ void DetailPanel::open(const Opening& opening) {
         m_callbacks.onOpened(opening.module.id);
     }
     rebuild();
-    presentFloatingPanel(*this, m_traits, m_prepared);
+    // Opened by the user's pointer: in front of the surface it hangs from, even when it stood already.
+    if (!presentFloatingPanel(*this, m_traits, m_prepared)) {
+        raiseFloatingPanel(*this);
+    }
     if (opening.module.variants.detail) {
         reveal(opening.module.variants.detail->revealCommand);
         for (const DetailSection& shown : opening.module.variants.detail->sections) {

@@ -210,6 +210,7 @@ private slots:
     void pinnedToAnotherDisplayHidesEverythingButModulesStillHear();
     void atMostSixBubblesAndSystemWidgetsDoNotCount();
     void automaticModeFusesEverythingIntoTheNotch();
+    void automaticModeWithoutATopBandStandsClearOfTheWork();
     void displayLeavingTargetsLosesItsPlacement();
     void unreadableDisplaysHideAllAndSayWhy();
     void cadenceIsFastAfterAChangeThenIdles();
@@ -333,6 +334,49 @@ void WorkspaceCoordinatorTest::automaticModeFusesEverythingIntoTheNotch() {
     QCOMPARE(state.modules[7].id, u"memory"_s);
     QVERIFY(rig.model.hasDockedNotch());
     QCOMPARE(rig.model.notchDisplayID(), std::optional(u"A"_s));
+}
+
+void WorkspaceCoordinatorTest::automaticModeWithoutATopBandStandsClearOfTheWork() {
+    // A desktop without a top panel, one large working window at the top left.
+    Rig rig;
+    DisplaySnapshot screen = display(u"A"_s, QRectF(0, 0, 1920, 1080));
+    screen.visibleFrame = screen.frame;
+    WorkspaceSnapshot workspace = workspaceOn({screen});
+    WindowSnapshot work;
+    work.id = 7;
+    work.ownerName = u"Editor"_s;
+    work.frame = QRectF(0, 0, 1100, 1000);
+    work.isFocused = true;
+    workspace.windows = {work};
+    workspace.activeWindow = work;
+    rig.reader.snapshot = workspace;
+    for (const QString& id : {u"claude"_s, u"ports"_s}) {
+        rig.add(id, ModuleGroup::code);
+    }
+    rig.add(u"cpu"_s, ModuleGroup::system);
+    rig.add(u"memory"_s, ModuleGroup::system);
+    rig.make();
+    rig.coordinator->start();
+    rig.scheduler.advance(3); // past the stabiliser's first residence
+
+    QVERIFY(!rig.surfaces.shown.isEmpty());
+    QCOMPARE(rig.bubbleModules(), (QStringList{u"claude"_s, u"cpu"_s, u"memory"_s, u"ports"_s}));
+    for (const SurfaceViewState& state : std::as_const(rig.surfaces.shown)) {
+        QVERIFY2(!state.placement.frame.intersects(work.frame), "a surface covers the working window");
+        QVERIFY(!std::holds_alternative<grouping::Notch>(state.grouping));
+    }
+    QVERIFY(!rig.model.hasDockedNotch());
+
+    // Once the window leaves the top centre free, the widgets may dock there again only if the
+    // free space says so; the working window moving away to the bottom right keeps them clear too.
+    work.frame = QRectF(820, 80, 1100, 1000);
+    workspace.windows = {work};
+    workspace.activeWindow = work;
+    rig.reader.snapshot = workspace;
+    rig.scheduler.advance(3);
+    for (const SurfaceViewState& state : std::as_const(rig.surfaces.shown)) {
+        QVERIFY2(!state.placement.frame.intersects(work.frame), "a surface covers the moved window");
+    }
 }
 
 void WorkspaceCoordinatorTest::displayLeavingTargetsLosesItsPlacement() {
