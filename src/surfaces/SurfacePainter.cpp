@@ -757,6 +757,18 @@ void SurfacePainter::paintNotch(QPainter& painter, const SurfaceScene& scene, co
     }
 }
 
+bool SurfaceScene::drawsAs(const SurfaceScene& other) const {
+    const auto sameModules = [](const std::vector<ModuleSnapshot>& a, const std::vector<ModuleSnapshot>& b) {
+        return std::equal(
+            a.cbegin(), a.cend(), b.cbegin(), b.cend(), [](const ModuleSnapshot& x, const ModuleSnapshot& y) {
+                return x.id == y.id && x.state == y.state && x.group == y.group && x.variants == y.variants;
+            });
+    };
+    return geometry == other.geometry && hoveredModule == other.hoveredModule &&
+           localization == other.localization && drawsShadow == other.drawsShadow && pulse == other.pulse &&
+           sameModules(modules, other.modules) && sameModules(signalOnly, other.signalOnly);
+}
+
 RestingCaption SurfacePainter::notchCaption(const CompactVariant& lead, double width, double height) {
     return RestingCaption::fit(
         lead.title, lead.value, width, notchCaptionSize(height), notchCaptionSmallest, notchCaptionSpacing,

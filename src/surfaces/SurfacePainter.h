@@ -33,6 +33,10 @@ struct SurfaceScene {
     // Where the beat of a pulsing mark stands, 0...1; negative when nothing pulses. Critical and
     // attention facts pulse; the others show a steady mark.
     double pulse = -1;
+
+    // Whether two scenes draw the same picture. The loop hands fresh snapshots on every refresh,
+    // most of them differing only in when they were made; those cost no repaint.
+    [[nodiscard]] bool drawsAs(const SurfaceScene& other) const;
 };
 
 class SurfacePainter {

@@ -32,9 +32,14 @@ SurfacePanel::SurfacePanel(PanelWindowTraits& traits, QWidget* parent)
 SurfacePanel::~SurfacePanel() = default;
 
 void SurfacePanel::setScene(SurfaceScene scene, double opacity) {
+    scene.drawsShadow = scene.drawsShadow && m_compositing;
+    opacity = std::clamp(opacity, 0.0, 1.0);
+    if (m_hasScene && opacity == m_opacity && scene.drawsAs(m_scene)) {
+        return; // the same picture: an idle refresh costs no repaint of a translucent window
+    }
+    m_hasScene = true;
     m_scene = std::move(scene);
-    m_opacity = std::clamp(opacity, 0.0, 1.0);
-    m_scene.drawsShadow = m_scene.drawsShadow && m_compositing;
+    m_opacity = opacity;
     updateDescriptions();
     updateInputRegion(false);
     update();

@@ -82,6 +82,7 @@ private:
     SurfacePainter m_painter;
     SurfaceScene m_scene;
     double m_opacity = 1;
+    bool m_hasScene = false;
     bool m_compositing = true;
     bool m_prepared = false;
     ModuleDescription m_description;

@@ -73,6 +73,7 @@ private slots:
     void leavingIsDelayedAndAReturnKeepsTheHover();
     void reducedMotionExpandsAtOnce();
     void aNewFactPulsesAFewBeatsThenStandsStill();
+    void anUnchangedPictureIsNotPaintedAgain();
     void withoutHoverExpansionAClickOpens();
     void slowDropLandsWhereItWasLetGo();
     void dropNearAnEdgeSnapsFlushAndTakesItsShape();
@@ -203,6 +204,34 @@ void SurfaceCoordinatorTest::aNewFactPulsesAFewBeatsThenStandsStill() {
     QVERIFY(h.surface->isPulsing());
     h.surface->show(withFact(first.addSecs(120), true)); // none with reduced motion
     QVERIFY(!h.surface->isPulsing());
+}
+
+void SurfaceCoordinatorTest::anUnchangedPictureIsNotPaintedAgain() {
+    // Counts the panel's paint events.
+    struct PaintCounter final : QObject {
+        int paints = 0;
+        bool eventFilter(QObject*, QEvent* event) override {
+            paints += event->type() == QEvent::Paint ? 1 : 0;
+            return false;
+        }
+    } counter;
+    Harness h;
+    h.surface->show(bubbleState());
+    QTRY_COMPARE(h.panel().opacity(), 1.0);
+    QTest::qWait(SurfaceCoordinator::fadeInMs * 2);
+    h.panel().installEventFilter(&counter);
+    // The loop's idle refreshes: the same widgets, made again a moment later.
+    for (int tick = 0; tick < 3; ++tick) {
+        SurfaceViewState again = bubbleState();
+        again.modules.front().generatedAt = QDateTime::currentDateTimeUtc().addSecs(tick);
+        h.surface->show(again);
+        QTest::qWait(50);
+    }
+    QCOMPARE(counter.paints, 0);
+    SurfaceViewState changed = bubbleState();
+    changed.modules.front().variants.compact.value = u"43%"_s;
+    h.surface->show(changed);
+    QTRY_VERIFY(counter.paints > 0);
 }
 
 void SurfaceCoordinatorTest::withoutHoverExpansionAClickOpens() {

@@ -4,12 +4,14 @@
 #include "platform/panels/linux/X11PanelWindowTraits.h"
 #include "platform/systemevents/fake/FakeSystemEventSource.h"
 #include "platform/workspace/fake/FakeWorkspaceReader.h"
+#include "platform/workspace/linux/ScreenOnlyWorkspaceReader.h"
 #include "services/workspace/WorkspaceCoordinator.h"
 #include "surfaces/SurfaceCoordinator.h"
 #include "surfaces/SurfacePanel.h"
 #include "surfaces/detail/DetailPanel.h"
 
 #include <QApplication>
+#include <QProcess>
 #include <QPromise>
 #include <QScreen>
 #include <QTemporaryDir>
@@ -78,6 +80,7 @@ class WorkspaceDetailX11Test : public QObject {
     Q_OBJECT
 private slots:
     void openingTheDetailAcknowledgesAndStopRunsThroughTheBus();
+    void automaticPlacementStaysClearOfALargeWorkingWindow();
 };
 
 void WorkspaceDetailX11Test::openingTheDetailAcknowledgesAndStopRunsThroughTheBus() {
@@ -142,6 +145,87 @@ void WorkspaceDetailX11Test::openingTheDetailAcknowledgesAndStopRunsThroughTheBu
     QVERIFY(X11Driver::xdotool({u"mousemove"_s, u"--sync"_s, u"5"_s, u"900"_s}));
     QTRY_VERIFY(!detail.isVisible());
     loop.stop();
+}
+
+// A desktop without a top panel and one large working window at the top left, read for real: the
+// widgets stand beside it, the window keeps the focus, and a hover opens the detail a screen reader reads.
+void WorkspaceDetailX11Test::automaticPlacementStaysClearOfALargeWorkingWindow() {
+    X11Driver x11;
+    QVERIFY(x11.isConnected());
+    QProcess work;
+    work.start(u"xmessage"_s, {u"-geometry"_s, u"1100x1000+0+0"_s, u"-title"_s, u"Working window"_s,
+                               u"The user works here."_s});
+    QVERIFY(work.waitForStarted());
+    QVERIFY(X11Driver::xdotool(
+        {u"search"_s, u"--sync"_s, u"--name"_s, u"Working window"_s, u"windowactivate"_s, u"--sync"_s}));
+    const std::optional<std::uint32_t> focused = x11.activeWindow();
+    QVERIFY(focused);
+
+    QTemporaryDir dir;
+    QSettings defaults(dir.filePath(u"t.conf"_s), QSettings::IniFormat);
+    AppModel model;
+    SettingsStore settings(defaults, {}); // automatic placement, as a new user has it
+    SurfacePositionStore positions(defaults);
+    SystemClock clock;
+    QtScheduler scheduler;
+    const std::unique_ptr<WorkspaceSnapshotReader> reader = makeLinuxWorkspaceReader(clock);
+    ModuleEventBus bus;
+    FakeSystemEventSource events;
+    bus.registerModule(std::make_shared<PortsModule>(clock));
+    X11PanelWindowTraits traits;
+    DetailPanel detail(traits);
+    std::map<QString, SurfaceCoordinator*> made;
+    const SurfaceFactory real = makeSurfaceFactory(SurfaceEnvironment{traits, {}, {}, &detail});
+    WorkspaceCoordinator loop({model, settings, *reader, positions, bus, events, clock, scheduler,
+                               [&](const QString& key, SurfaceCallbacks callbacks) {
+                                   auto surface = real(key, std::move(callbacks));
+                                   made[key] = dynamic_cast<SurfaceCoordinator*>(surface.get());
+                                   return surface;
+                               }});
+    loop.setDetailPanel(&detail);
+    loop.start();
+
+    // The working window as the loop reads it.
+    QRectF workFrame;
+    QTRY_VERIFY([&] {
+        const auto& workspace = model.workspace();
+        for (const WindowSnapshot& window : workspace ? workspace->windows : std::vector<WindowSnapshot>{}) {
+            if (window.title == u"Working window"_s) {
+                workFrame = window.frame;
+            }
+        }
+        return workFrame.width() >= 1000;
+    }());
+    SurfaceCoordinator* ports = nullptr;
+    QTRY_VERIFY([&] {
+        for (const auto& [key, surface] : made) {
+            if (surface->panel().isVisible() && surface->currentState()) {
+                ports = surface;
+            }
+        }
+        return ports != nullptr;
+    }());
+    QTest::qWait(1000); // past the relocation and the stabiliser's first residence
+    for (const auto& [key, surface] : made) {
+        if (surface->panel().isVisible()) {
+            QVERIFY2(!surface->panel().frame().intersects(workFrame), qPrintable(key));
+        }
+    }
+    QCOMPARE(x11.activeWindow(), focused);
+
+    const SurfaceForm form = ports->currentHitTest().form();
+    const QPoint onForm =
+        (form.kind == SurfaceForm::Kind::none ? ports->panel().frame() : form.bounds()).center().toPoint();
+    QVERIFY(X11Driver::xdotool(
+        {u"mousemove"_s, u"--sync"_s, QString::number(onForm.x()), QString::number(onForm.y())}));
+    QTRY_VERIFY(detail.isVisible());
+    QVERIFY(AtSpiDriver::waitFor(u"storybook on :6006 stopped"_s));
+    QVERIFY(!detail.frameGeometry().intersects(workFrame.toRect()));
+    QCOMPARE(x11.activeWindow(), focused);
+
+    loop.stop();
+    work.kill();
+    work.waitForFinished();
 }
 
 int main(int argc, char** argv) {

@@ -37,6 +37,8 @@ struct SurfaceHitTest {
     // Modules after `moduleCount` that show only by their change signal, as chips beside the notch.
     int signalOnlyCount = 0;
 
+    bool operator==(const SurfaceHitTest&) const = default;
+
     [[nodiscard]] SurfaceForm form() const;
     [[nodiscard]] bool contains(const QPointF& point) const;
     // Index of the module under the point (signal-only chips follow the modules).
