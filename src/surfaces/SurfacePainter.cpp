@@ -314,17 +314,23 @@ void paintOpenModule(QPainter& painter, SymbolIconCache& icons, const ModuleSnap
     const QImage& icon = icons.icon(compact.symbolName, static_cast<int>(iconSide),
                                     painter.device()->devicePixelRatioF(), withAlpha(textPrimary, 0.92));
     painter.drawImage(QRectF(box.left(), y, iconSide, iconSide), icon);
-    drawText(
-        painter,
-        QRectF(box.left() + iconSide + 6 * scale, y - 2, box.width() - iconSide - 6 * scale, iconSide + 4),
-        compact.title, font(11 * scale, QFont::DemiBold), textSecondary, Qt::AlignLeft | Qt::AlignVCenter);
+    // Title and value shrink to fit the box, to a size still read at a glance, before they are cut.
+    const auto fitted = [](const QString& text, double size, double smallest, QFont::Weight weight,
+                           double width) {
+        while (size > smallest && QFontMetricsF(font(size, weight)).horizontalAdvance(text) > width) {
+            size -= 0.5;
+        }
+        return size;
+    };
+    const double titleWidth = box.width() - iconSide - 6 * scale;
+    drawText(painter, QRectF(box.left() + iconSide + 6 * scale, y - 2, titleWidth, iconSide + 4),
+             compact.title,
+             font(fitted(compact.title, 11 * scale, std::min(11 * scale, 10.0), QFont::DemiBold, titleWidth),
+                  QFont::DemiBold),
+             textSecondary, Qt::AlignLeft | Qt::AlignVCenter);
     y += iconSide + 5 * scale;
-    // The value shrinks to fit the box before it is cut.
-    double valueSize = 21 * scale;
-    while (valueSize > 13 * scale &&
-           QFontMetricsF(font(valueSize, QFont::Bold)).horizontalAdvance(compact.value) > box.width()) {
-        valueSize -= 0.5;
-    }
+    double valueSize =
+        fitted(compact.value, 21 * scale, std::min(13 * scale, 13.0), QFont::Bold, box.width());
     drawText(painter, QRectF(box.left(), y, box.width(), 21 * scale * 1.25), compact.value,
              font(valueSize, QFont::Bold), textPrimary, Qt::AlignLeft | Qt::AlignVCenter);
     valueSize = 21 * scale;

@@ -5,6 +5,7 @@
 #include "app/onboarding/OnboardingWindow.h"
 #include "services/hooks/HookListener.h"
 #include "services/monitoring/Scheduler.h"
+#include "services/workspace/WorkspaceCoordinator.h"
 #include "support/AppTestHarness.h"
 
 #include <QApplication>
