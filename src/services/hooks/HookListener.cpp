@@ -476,6 +476,9 @@ void HookListener::hold(const PendingPermission& pending, const QJsonObject& inp
                                     {"request", DiagnosticValue::shortID(pending.id)}};
         });
         requestUpdate();
+        if (onPermissionAsked) {
+            onPermissionAsked();
+        }
         return;
     }
     // The same call asked again (an agent that retried): the older connection gets its empty answer.
@@ -502,6 +505,9 @@ void HookListener::hold(const PendingPermission& pending, const QJsonObject& inp
     });
     watchClosure(connection, id);
     requestUpdate();
+    if (onPermissionAsked) {
+        onPermissionAsked();
+    }
 }
 
 void HookListener::watchClosure(const std::shared_ptr<HookConnection>& connection, const QString& id) {

@@ -77,6 +77,9 @@ public:
 
     // Run on the main thread, once per batch of changes, when what the stores publish changed.
     std::function<void()> onUpdate;
+    // Run on the main thread as soon as a permission request joins the store's queue, ahead of the
+    // batched update: the card shows it without waiting for the refresh that follows.
+    std::function<void()> onPermissionAsked;
     // The caption of a session for the card; optional.
     std::function<SessionCaption(const QString& sessionID)> describeSession;
     // Whether a session is one of Claude Desktop's; optional.

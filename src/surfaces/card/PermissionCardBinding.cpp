@@ -75,6 +75,13 @@ PermissionCardBinding::PermissionCardBinding(Dependencies dependencies, QObject*
         }
     };
     card.onVisibilityChange = [this](bool showing) { m_deps.model.setAskingPermission(showing); };
+    // A new request goes on screen at once, on the display of the last refresh; the refresh it
+    // brings about follows with a fresh reading of the screen.
+    m_deps.listener.onPermissionAsked = [this] {
+        if (const std::optional<WorkspaceSnapshot>& workspace = m_deps.model.workspace()) {
+            update(workspace->activeDisplay);
+        }
+    };
     m_deps.coordinator.setPermissionCardUpdate([this](const DisplaySnapshot& display) { update(display); });
     // A request answered from a session row of the detail panel takes the card's path to the listener.
     m_deps.coordinator.setPermissionCommandHandler([this](const PermissionCommand& command) {
@@ -95,6 +102,7 @@ PermissionCardBinding::PermissionCardBinding(Dependencies dependencies, QObject*
 }
 
 PermissionCardBinding::~PermissionCardBinding() {
+    m_deps.listener.onPermissionAsked = nullptr;
     m_deps.coordinator.setPermissionCardUpdate(nullptr);
     m_deps.coordinator.setPermissionCommandHandler(nullptr);
 }

@@ -19,22 +19,13 @@ constexpr double gapBelowAnchor = 8;
 
 PermissionCardController::PermissionCardController(Dependencies dependencies, QObject* parent)
     : QObject(parent)
-    , m_deps(std::move(dependencies)) {
+    , m_deps(std::move(dependencies))
+    // Built, with its native window, before any request: a request only fills and maps it.
+    , m_panel(std::make_unique<PermissionCardPanel>(m_deps.windowTraits)) {
     m_ticker.setInterval(tickMilliseconds);
     connect(&m_ticker, &QTimer::timeout, this, &PermissionCardController::tick);
     m_deps.shortcuts.onKey = [this](QChar key) { handleShortcut(key); };
-}
 
-PermissionCardController::~PermissionCardController() {
-    m_deps.shortcuts.onKey = nullptr;
-    m_deps.shortcuts.release();
-}
-
-void PermissionCardController::ensurePanel() {
-    if (m_panel) {
-        return;
-    }
-    m_panel = std::make_unique<PermissionCardPanel>(m_deps.windowTraits);
     PermissionCardPanel::Callbacks callbacks;
     callbacks.onDecide = [this](PermissionDecision decision) { carryOut(CardOutcome::Decide{decision}); };
     callbacks.onPlan = [this](PlanCardAction action) {
@@ -58,18 +49,15 @@ void PermissionCardController::ensurePanel() {
             onReach(*m_model.permission());
         }
     };
-    callbacks.onEscape = [this] {
-        if (m_panel) {
-            m_panel->releaseKeyboard();
-        }
-    };
-    callbacks.onResignKey = [this] {
-        if (m_panel) {
-            m_panel->releaseKeyboard();
-        }
-    };
+    callbacks.onEscape = [this] { m_panel->releaseKeyboard(); };
+    callbacks.onResignKey = [this] { m_panel->releaseKeyboard(); };
     callbacks.onHover = [this](bool hovering) { setHovering(hovering); };
     m_panel->setCallbacks(std::move(callbacks));
+}
+
+PermissionCardController::~PermissionCardController() {
+    m_deps.shortcuts.onKey = nullptr;
+    m_deps.shortcuts.release();
 }
 
 QList<PendingPermission> PermissionCardController::withoutAnswered(const QList<PendingPermission>& requests) {
@@ -99,6 +87,7 @@ void PermissionCardController::show(const QList<PendingPermission>& requests, co
     }
     const PendingPermission& front = queue.front();
     const bool newFront = !m_model.permission() || m_model.permission()->id != front.id;
+    const bool wasShowing = m_showing;
     m_model.setFront(front, static_cast<int>(queue.size() - 1));
     m_model.docked = placement.docked;
     m_model.notchHeight = placement.notchHeight;
@@ -107,18 +96,21 @@ void PermissionCardController::show(const QList<PendingPermission>& requests, co
     if (newFront) {
         m_hints.front(front.id);
         requestHint(front);
-        m_shortcutsActive = m_deps.shortcuts.grab(PermissionCardRules::shortcutKeys(front));
-        if (!m_shortcutsActive) {
-            m_deps.shortcuts.release();
-        }
     }
-    ensurePanel();
     render();
 
     if (!m_showing) {
         m_showing = true;
         m_panel->present();
         m_ticker.start();
+    } else {
+        m_panel->present();
+    }
+    if (newFront) {
+        // Taken once the card is mapping: the window manager maps it while the X server answers.
+        grabShortcuts(front);
+    }
+    if (!wasShowing) {
         if (onVisibilityChange) {
             onVisibilityChange(true);
         }
@@ -126,18 +118,27 @@ void PermissionCardController::show(const QList<PendingPermission>& requests, co
             return DiagnosticFields{{"queued", DiagnosticValue::count(static_cast<qint64>(queue.size() - 1))},
                                     {"docked", DiagnosticValue::boolean(placement.docked)}};
         });
-    } else {
-        m_panel->present();
     }
     if (newFront && m_alertSound && !m_alertSound->isEmpty() && m_deps.playSound) {
         m_deps.playSound(*m_alertSound);
     }
 }
 
+void PermissionCardController::grabShortcuts(const PendingPermission& front) {
+    m_shortcutsActive = m_deps.shortcuts.grab(PermissionCardRules::shortcutKeys(front));
+    if (!m_shortcutsActive) {
+        m_deps.shortcuts.release();
+    }
+    if (m_shortcutsActive != m_keyCapsShown) {
+        m_keyCapsShown = m_shortcutsActive;
+        render(); // the key caps come or go
+    }
+}
+
 void PermissionCardController::render() {
     const PendingPermission& front = *m_model.permission();
     const Localization localization = m_deps.localization ? m_deps.localization() : Localization();
-    m_panel->setContent(m_model, localization, m_shortcutsActive);
+    m_panel->setContent(m_model, localization, m_keyCapsShown);
 
     // The same request and hint are measured once.
     const Fit fit{front.id, m_model.hint, 0};
@@ -168,10 +169,8 @@ void PermissionCardController::hide() {
         return;
     }
     m_showing = false;
-    if (m_panel) {
-        m_panel->releaseKeyboard();
-        m_panel->hide();
-    }
+    m_panel->releaseKeyboard();
+    m_panel->hide();
     DiagnosticLog::info(DiagnosticCategory::card, "card.hide");
     if (onVisibilityChange) {
         onVisibilityChange(false);
@@ -220,9 +219,7 @@ void PermissionCardController::carryOut(const CardOutcomeValue& outcome) {
     }
     const PendingPermission request = *m_model.permission();
     if (std::holds_alternative<CardOutcome::EditDraft>(outcome)) {
-        if (m_panel) {
-            m_panel->takeKeyboard();
-        }
+        m_panel->takeKeyboard();
         return;
     }
     if (std::holds_alternative<CardOutcome::Toggled>(outcome)) {

@@ -89,8 +89,8 @@ private:
         bool operator==(const Fit&) const = default;
     };
 
-    void ensurePanel();
     void render();
+    void grabShortcuts(const PendingPermission& front);
     void carryOut(const CardOutcomeValue& outcome);
     void requestHint(const PendingPermission& request);
     [[nodiscard]] QList<PendingPermission> withoutAnswered(const QList<PendingPermission>& requests);
@@ -109,6 +109,8 @@ private:
     bool m_hovering = false;
     bool m_showing = false;
     bool m_shortcutsActive = false;
+    // Whether the card shows the keys' caps: as the last grab went, until the next one tells.
+    bool m_keyCapsShown = true;
     int m_hintGeneration = 0;
 };
 

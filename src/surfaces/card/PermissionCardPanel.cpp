@@ -297,6 +297,8 @@ PermissionCardPanel::PermissionCardPanel(PanelWindowTraits& traits, QWidget* par
     setAttribute(Qt::WA_X11DoNotAcceptFocus);
     setFocusPolicy(Qt::NoFocus);
     setWindowTitle(QStringLiteral("Tessary"));
+    // What window manager rules and the latency probe know the card's window by.
+    setWindowRole(QString::fromLatin1(windowRole));
     setAccessibleName(QStringLiteral("Permission request"));
     setStyleSheet(QString::fromLatin1(cardStyle));
 
@@ -316,6 +318,25 @@ PermissionCardPanel::PermissionCardPanel(PanelWindowTraits& traits, QWidget* par
     foot->addWidget(m_countdown);
     outer->addLayout(foot);
     resize(static_cast<int>(PermissionCardLayout::width), 160);
+
+    // The native window is made and described to the window manager now, while nothing waits:
+    // a request then only fills and maps it.
+    m_traits.prepare(static_cast<quintptr>(winId()));
+    m_prepared = true;
+    rehearse();
+}
+
+void PermissionCardPanel::rehearse() {
+    PendingPermission sample;
+    sample.id = QStringLiteral("rehearsal");
+    sample.tool = QStringLiteral("Bash");
+    sample.summary = QStringLiteral("true");
+    sample.supportsAlwaysAllow = true;
+    PermissionCardModel model;
+    model.setFront(sample, 0);
+    rebuild(model, Localization(), true);
+    (void)naturalHeight();
+    m_key.reset(); // the first request builds its own content
 }
 
 PermissionCardPanel::~PermissionCardPanel() = default;

@@ -39,6 +39,9 @@ public:
         std::function<void(bool hovering)> onHover;
     };
 
+    // The card window's WM_WINDOW_ROLE on X11.
+    static constexpr auto windowRole = "tessary-permission-card";
+
     explicit PermissionCardPanel(PanelWindowTraits& traits, QWidget* parent = nullptr);
     ~PermissionCardPanel() override;
     PermissionCardPanel(const PermissionCardPanel&) = delete;
@@ -84,6 +87,9 @@ private:
         bool operator==(const ContentKey&) const = default;
     };
 
+    // Lays out a command's card once, hidden, so that the style sheet, the fonts and the icon are
+    // loaded before the first request rather than while it waits.
+    void rehearse();
     void rebuild(const PermissionCardModel& model, const Localization& localization, bool shortcutsActive);
     void addHeader(QVBoxLayout* layout, const PendingPermission& request, int queued,
                    const Localization& l10n);

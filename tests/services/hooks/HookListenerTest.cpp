@@ -467,13 +467,23 @@ void HookListenerTest::thirdPartyRequestsAreHeldAndShown() {
     QFile file(qEnvironmentVariable("TESSARY_SOURCE_DIR") +
                u"/tests/data/claude-hooks/third-party-permission-requests.jsonl"_s);
     QVERIFY(file.open(QIODevice::ReadOnly));
+    // Each request is told at once, already in the queue and ahead of the batched update: the card
+    // shows it without waiting for a refresh.
+    QList<std::pair<qsizetype, int>> asked; // the queue's length and the updates so far, when told
+    m_listener->onPermissionAsked = [&] { asked.append({m_store->permissions().size(), m_updates}); };
     std::vector<std::unique_ptr<QProcess>> decisions;
     for (const QByteArray& line : file.readAll().split('\n')) {
         if (!line.isEmpty()) {
             decisions.push_back(startDecision(line + '\n'));
         }
     }
+    m_listener->onPermissionAsked = nullptr;
     QCOMPARE(decisions.size(), size_t(3));
+    QCOMPARE(asked.size(), 3);
+    for (qsizetype i = 0; i < asked.size(); ++i) {
+        QCOMPARE(asked[i].first, i + 1);
+    }
+    QTRY_VERIFY(m_updates > asked.back().second);
     QCOMPARE(m_listener->heldRequests().size(), 3);
     QCOMPARE(m_store->permissionAsks().size(), 3);
     QCOMPARE(m_store->sessionProjects().value(u"1198cb83-ed15-4668-a802-a02827a837ec"_s),

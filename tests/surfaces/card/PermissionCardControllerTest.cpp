@@ -20,6 +20,7 @@ class PermissionCardControllerTest : public QObject {
 private slots:
     void init();
     void cleanup();
+    void windowIsReadyBeforeTheFirstRequest();
     void grabsWhatTheFrontRequestOffers();
     void answerMovesToTheNextAtOnce();
     void lateHintForAnotherRequestIsDropped();
@@ -51,6 +52,19 @@ void PermissionCardControllerTest::init() {
 
 void PermissionCardControllerTest::cleanup() {
     m_card.reset();
+}
+
+void PermissionCardControllerTest::windowIsReadyBeforeTheFirstRequest() {
+    // Made and described to the window manager with the controller; a request only maps it.
+    const quintptr window = m_card->panel()->internalWinId();
+    QVERIFY(window != 0);
+    QCOMPARE(m_traits.prepared.value(window), 1);
+    m_card->show({cardsamples::command(u"a"_s)}, m_placement);
+    m_card->hide();
+    m_card->show({cardsamples::command(u"b"_s)}, m_placement);
+    QCOMPARE(m_card->panel()->internalWinId(), window);
+    QCOMPARE(m_traits.prepared.value(window), 1);
+    QCOMPARE(m_traits.reasserted.value(window), 2);
 }
 
 void PermissionCardControllerTest::grabsWhatTheFrontRequestOffers() {

@@ -6,6 +6,9 @@
 
 #include <array>
 #include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
 #include <xcb/xcb.h>
 
 namespace tessary {
@@ -35,44 +38,43 @@ struct KeyboardMap {
     }
 };
 
-KeyboardMap readKeyboardMap(xcb_connection_t* connection) {
+// The keyboard as the server maps it now, and the modifier bit that Num Lock sets (which differs
+// between keyboards). Both are asked for at once: one wait for the server, not two.
+std::pair<KeyboardMap, std::uint16_t> readKeyboard(xcb_connection_t* connection) {
     const xcb_setup_t* setup = xcb_get_setup(connection);
+    const auto count = static_cast<std::uint8_t>(setup->max_keycode - setup->min_keycode + 1);
+    const xcb_get_keyboard_mapping_cookie_t keysymsAsked =
+        xcb_get_keyboard_mapping(connection, setup->min_keycode, count);
+    const xcb_get_modifier_mapping_cookie_t modifiersAsked = xcb_get_modifier_mapping(connection);
+    const x11::Reply<xcb_get_keyboard_mapping_reply_t> keysyms(
+        xcb_get_keyboard_mapping_reply(connection, keysymsAsked, nullptr));
+    const x11::Reply<xcb_get_modifier_mapping_reply_t> modifiers(
+        xcb_get_modifier_mapping_reply(connection, modifiersAsked, nullptr));
+
     KeyboardMap map;
     map.first = setup->min_keycode;
-    const auto count = static_cast<std::uint8_t>(setup->max_keycode - setup->min_keycode + 1);
-    const x11::Reply<xcb_get_keyboard_mapping_reply_t> reply(xcb_get_keyboard_mapping_reply(
-        connection, xcb_get_keyboard_mapping(connection, setup->min_keycode, count), nullptr));
-    if (!reply) {
-        return map;
+    if (!keysyms) {
+        return {map, 0};
     }
-    map.perKeycode = reply->keysyms_per_keycode;
-    const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(reply.get());
-    const int length = xcb_get_keyboard_mapping_keysyms_length(reply.get());
-    map.keysyms.assign(keysyms, keysyms + std::max(0, length));
-    return map;
-}
+    map.perKeycode = keysyms->keysyms_per_keycode;
+    const xcb_keysym_t* values = xcb_get_keyboard_mapping_keysyms(keysyms.get());
+    const int length = xcb_get_keyboard_mapping_keysyms_length(keysyms.get());
+    map.keysyms.assign(values, values + std::max(0, length));
 
-// The modifier bit that Num Lock sets, which differs between keyboards.
-std::uint16_t numLockMask(xcb_connection_t* connection, const KeyboardMap& map) {
     const auto numLock = map.keycodeOf(numLockKeysym);
-    if (!numLock) {
-        return 0;
+    if (!numLock || !modifiers) {
+        return {map, 0};
     }
-    const x11::Reply<xcb_get_modifier_mapping_reply_t> reply(
-        xcb_get_modifier_mapping_reply(connection, xcb_get_modifier_mapping(connection), nullptr));
-    if (!reply) {
-        return 0;
-    }
-    const xcb_keycode_t* keycodes = xcb_get_modifier_mapping_keycodes(reply.get());
-    const int perModifier = reply->keycodes_per_modifier;
+    const xcb_keycode_t* keycodes = xcb_get_modifier_mapping_keycodes(modifiers.get());
+    const int perModifier = modifiers->keycodes_per_modifier;
     for (int modifier = 0; modifier < 8; ++modifier) {
         for (int slot = 0; slot < perModifier; ++slot) {
             if (keycodes[modifier * perModifier + slot] == *numLock) {
-                return static_cast<std::uint16_t>(1U << static_cast<unsigned>(modifier));
+                return {map, static_cast<std::uint16_t>(1U << static_cast<unsigned>(modifier))};
             }
         }
     }
-    return 0;
+    return {map, 0};
 }
 
 std::array<std::uint16_t, 4> modifierVariants(std::uint16_t numLock) {
@@ -103,8 +105,8 @@ bool X11ShortcutGrab::grab(const QList<QChar>& keys) {
         return false;
     }
     const xcb_window_t root = x11::rootWindow(connection);
-    const KeyboardMap map = readKeyboardMap(connection);
-    m_numLockMask = numLockMask(connection, map);
+    const auto [map, numLockMask] = readKeyboard(connection);
+    m_numLockMask = numLockMask;
 
     QHash<std::uint8_t, QChar> keycodes;
     for (QChar key : keys) {
