@@ -300,6 +300,8 @@ PermissionCardPanel::PermissionCardPanel(PanelWindowTraits& traits, QWidget* par
     // What window manager rules and the latency probe know the card's window by.
     setWindowRole(QString::fromLatin1(windowRole));
     setAccessibleName(QStringLiteral("Permission request"));
+    // The card is answered now: no surface that maps later comes over it.
+    keepFloatingPanelInFront(*this);
     setStyleSheet(QString::fromLatin1(cardStyle));
 
     auto* outer = new QVBoxLayout(this);
