@@ -139,10 +139,12 @@ bool X11PanelWindowTraits::isCompositing() const {
     if (connection == nullptr) {
         return true; // not X11: the platform composites, or doesn't care
     }
-    const QByteArray selection = "_NET_WM_CM_S" + QByteArray::number(x11::displayScreenNumber());
+    if (m_compositorSelection == XCB_ATOM_NONE) {
+        const QByteArray selection = "_NET_WM_CM_S" + QByteArray::number(x11::displayScreenNumber());
+        m_compositorSelection = x11::internAtom(connection, selection.constData());
+    }
     const x11::Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
-        connection, xcb_get_selection_owner(connection, x11::internAtom(connection, selection.constData())),
-        nullptr));
+        connection, xcb_get_selection_owner(connection, m_compositorSelection), nullptr));
     return owner && owner->owner != XCB_WINDOW_NONE;
 }
 

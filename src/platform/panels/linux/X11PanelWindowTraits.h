@@ -31,6 +31,8 @@ private:
     const Atoms& atomsOf(xcb_connection_t* connection);
 
     std::optional<Atoms> m_atoms;
+    // The compositing manager's selection, interned on the first question: asked on every show.
+    mutable std::uint32_t m_compositorSelection = 0;
 };
 
 } // namespace tessary
