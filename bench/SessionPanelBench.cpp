@@ -2,7 +2,7 @@
 // a second, from the stores as they stand. Measured for 20 sessions, each with a live state, hook
 // news, two subagents and tasks, a third of them hosted by Orca, and three requests waiting.
 
-#include "modules/sessions/panel/SessionPanel.h"
+#include "modules/sessionpanel/SessionPanel.h"
 
 #include <benchmark/benchmark.h>
 

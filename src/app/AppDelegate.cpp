@@ -59,7 +59,8 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
     // Claude usage goes on the bus first, before the widgets of this machine.
     m_usageWidgets = std::make_unique<UsageWidgets>(
         UsageWidgets::Environment{*m_environment.clock, *m_environment.scheduler, m_settingsStore,
-                                  *m_liveAgents, m_environment.homeDirectory, nullptr, std::nullopt},
+                                  *m_liveAgents, m_environment.homeDirectory, *m_environment.claudeTokens,
+                                  std::nullopt},
         [this] { m_workspaceCoordinator->moduleDataChanged(); });
     m_usageWidgets->registerModules(m_bus, [this](const QString& sessionID) {
         const qint32 pid = m_liveAgents->agentPIDs().value(sessionID);

@@ -21,6 +21,7 @@ namespace tessary {
 
 class AgentEventStore;
 class AgentProcessReading;
+class ClaudeTokenSource;
 class AppDelegate;
 class Clock;
 class HookListener;
@@ -43,6 +44,8 @@ struct AppEnvironment {
     Clock* clock = nullptr;
     Scheduler* scheduler = nullptr;
     WorkspaceSnapshotReader* workspaceReader = nullptr;
+    // Claude Code's OAuth token, for the usage widget.
+    ClaudeTokenSource* claudeTokens = nullptr;
     SystemEventSource* systemEvents = nullptr;
     SurfaceFactory makeSurface;
     PreferencesMigration::FormerSuiteOpener openFormerSuite = PreferencesMigration::openFormerSuite;

@@ -2,6 +2,7 @@
 
 #include "modules/localservices/LocalServicesStore.h"
 #include "modules/vitals/SystemVitalsStore.h"
+#include "platform/procfs/ProcFileSystem.h"
 #include "services/localservices/LocalServicesMonitor.h"
 #include "services/localservices/LsofPortScanner.h"
 #include "services/localservices/SchemeProber.h"
@@ -9,7 +10,6 @@
 #include "services/monitoring/ProviderRunner.h"
 #include "services/shell/Shell.h"
 #include "services/vitals/LiveSystemVitalsProvider.h"
-#include "services/vitals/ProcFileSystem.h"
 #include "services/vitals/SystemVitalsMonitor.h"
 
 #include <functional>

@@ -5,7 +5,6 @@
 #include "modulekit/ModuleEventBus.h"
 #include "modules/usage/UsageMeterModule.h"
 #include "modules/usage/UsageSessionRows.h"
-#include "platform/credentials/linux/ClaudeCredentialsFile.h"
 #include "services/sessions/ClaudeSessionMonitor.h"
 
 namespace tessary {
@@ -16,11 +15,9 @@ UsageWidgets::UsageWidgets(Environment environment, const std::function<void()>&
     : m_clock(environment.clock)
     , m_settings(environment.settings)
     , m_events(environment.events)
-    , m_tokens(environment.tokens ? std::move(environment.tokens)
-                                  : std::make_unique<ClaudeCredentialsFile>(
-                                        ClaudeCredentialsFile::defaultPath(environment.homeDirectory))) {
+    , m_tokens(environment.tokens) {
     m_provider = std::make_unique<ClaudeOAuthUsageProvider>(
-        *m_tokens, m_clock, environment.endpoint.value_or(ClaudeOAuthUsageProvider::Configuration{}));
+        m_tokens, m_clock, environment.endpoint.value_or(ClaudeOAuthUsageProvider::Configuration{}));
     const MonitorServices services{environment.scheduler, m_runner, nullptr};
     m_usageMonitor = ClaudeUsage::monitor(*m_provider, m_usageStore, services, onUpdate);
     m_sessionMonitor =

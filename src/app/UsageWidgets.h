@@ -34,9 +34,9 @@ public:
         SettingsStore& settings;
         AgentEventStore& events;
         QString homeDirectory;
-        // Tests hand in their own token source and endpoint; the program reads Claude Code's file
-        // and asks Anthropic's endpoint.
-        std::unique_ptr<ClaudeTokenSource> tokens;
+        // Claude Code's token: the program hands in the platform's source, tests their own.
+        ClaudeTokenSource& tokens;
+        // Tests hand in their own endpoint; the program asks Anthropic's.
         std::optional<ClaudeOAuthUsageProvider::Configuration> endpoint;
     };
 
@@ -66,7 +66,7 @@ private:
     const Clock& m_clock;
     SettingsStore& m_settings;
     AgentEventStore& m_events;
-    std::unique_ptr<ClaudeTokenSource> m_tokens;
+    ClaudeTokenSource& m_tokens;
     UsageStore m_usageStore;
     SessionStore m_sessionStore;
     std::unique_ptr<ClaudeOAuthUsageProvider> m_provider;

@@ -5,12 +5,14 @@
 #include "app/UnixSignals.h"
 #include "core/diagnostics/DiagnosticLog.h"
 #include "core/time/Clock.h"
+#include "platform/credentials/linux/ClaudeCredentialsFile.h"
 #include "platform/keygrab/linux/X11ShortcutGrab.h"
 #include "platform/loginitem/linux/XdgAutostartLoginItem.h"
 #include "platform/panels/linux/X11PanelWindowTraits.h"
 #include "platform/processes/linux/LiveAgentProcesses.h"
 #include "platform/sessionjump/linux/X11WindowActivator.h"
 #include "platform/systemevents/linux/LinuxSystemEventSource.h"
+#include "platform/workspace/linux/QtScreenReader.h"
 #include "platform/workspace/linux/ScreenOnlyWorkspaceReader.h"
 #include "services/jump/SessionJump.h"
 #include "services/monitoring/Scheduler.h"
@@ -21,6 +23,7 @@
 #include "surfaces/detail/DetailPanel.h"
 #include "surfaces/notch/NotchEditorPanel.h"
 
+#include <QDir>
 #include <QSettings>
 
 int main(int argc, char** argv) {
@@ -62,18 +65,22 @@ int main(int argc, char** argv) {
     environment.workspaceReader = workspaceReader.get();
     environment.systemEvents = &systemEvents;
     environment.agentProcesses = &agentProcesses;
+    ClaudeCredentialsFile claudeTokens(ClaudeCredentialsFile::defaultPath(QDir::homePath()));
+    environment.claudeTokens = &claudeTokens;
     SessionJump sessionJump(agentProcesses, shell, windowActivator);
     environment.focusAgentProcess = [&sessionJump](qint32 pid) { (void)sessionJump.focus(pid); };
     const auto localization = [&delegate] { return delegate ? delegate->localization() : Localization(); };
     // One detail panel for every surface, and the notch's editor; both outlive the delegate.
     DetailPanel detailPanel(panelTraits);
     NotchEditorPanel notchEditor(panelTraits, localization);
-    environment.makeSurface = makeSurfaceFactory(
-        SurfaceEnvironment{panelTraits, localization, {}, &detailPanel, [&delegate](QMenu& menu) {
-                               if (delegate && delegate->statusMenu()) {
-                                   delegate->statusMenu()->addActionsTo(menu);
-                               }
-                           }});
+    environment.makeSurface = makeSurfaceFactory(SurfaceEnvironment{
+        panelTraits, localization,
+        [](const QString& displayID) { return QtScreenReader().visibleFrame(displayID); }, &detailPanel,
+        [&delegate](QMenu& menu) {
+            if (delegate && delegate->statusMenu()) {
+                delegate->statusMenu()->addActionsTo(menu);
+            }
+        }});
     environment.makePermissionCard = [&](AppDelegate& app) -> std::unique_ptr<QObject> {
         return std::make_unique<PermissionCardBinding>(PermissionCardBinding::Dependencies{
             app.hookListener(), app.liveAgents(), app.workspaceCoordinator(), app.model(),

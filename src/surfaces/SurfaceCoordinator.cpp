@@ -2,7 +2,6 @@
 
 #include "core/localization/Localization.h"
 #include "platform/panels/PanelWindowTraits.h"
-#include "platform/workspace/linux/QtScreenReader.h"
 #include "spatial/slots/DropTranslator.h"
 #include "spatial/slots/SlotGeometry.h"
 #include "spatial/workspace/SurfaceShapeResolver.h"
@@ -226,8 +225,6 @@ std::optional<QRectF> SurfaceCoordinator::visibleFrame() const {
         if (auto frame = m_environment.visibleFrame(displayID)) {
             return frame;
         }
-    } else if (auto frame = QtScreenReader().visibleFrame(displayID)) {
-        return frame;
     }
     // The display has gone or has no name: the screen the panel is on.
     if (const QScreen* screen = QGuiApplication::screenAt(m_panel->frame().center().toPoint())) {

@@ -20,8 +20,9 @@ struct SurfaceEnvironment {
     PanelWindowTraits& windowTraits;
     // The language of the readouts; English when not given.
     std::function<Localization()> localization;
-    // The room a display leaves for windows, by display id, for throws and snapping; Qt's screens
-    // when not given.
+    // The room a display leaves for windows, by display id, for throws and snapping; the platform's
+    // screen reader in the program. Without it, or for a display it doesn't know, the screen the
+    // panel is on.
     std::function<std::optional<QRectF>(const QString& displayID)> visibleFrame;
     // The detail panel all surfaces share; without it surfaces open no detail.
     DetailPanel* detailPanel = nullptr;

@@ -6,6 +6,7 @@
 #include "app/StatusMenu.h"
 #include "app/settings/SettingsWindow.h"
 #include "platform/panels/linux/X11PanelWindowTraits.h"
+#include "platform/x11/X11Support.h"
 #include "services/monitoring/Scheduler.h"
 #include "support/AppTestHarness.h"
 #include "surfaces/AtSpiDriver.h"
@@ -42,13 +43,10 @@ public:
         if (xcb_connection_has_error(m_connection) != 0) {
             return;
         }
-        xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(m_connection));
-        for (int i = 0; i < screenNumber && screens.rem > 0; ++i) {
-            xcb_screen_next(&screens);
-        }
-        m_screen = screens.data;
-        m_selection = atom("_NET_SYSTEM_TRAY_S" + QByteArray::number(screenNumber));
-        m_opcode = atom("_NET_SYSTEM_TRAY_OPCODE");
+        m_root = x11::rootWindow(m_connection, screenNumber);
+        m_selection = x11::internAtom(m_connection,
+                                      ("_NET_SYSTEM_TRAY_S" + QByteArray::number(screenNumber)).constData());
+        m_opcode = x11::internAtom(m_connection, "_NET_SYSTEM_TRAY_OPCODE");
     }
     ~X11TrayHost() { xcb_disconnect(m_connection); }
     X11TrayHost(const X11TrayHost&) = delete;
@@ -57,22 +55,22 @@ public:
     X11TrayHost& operator=(X11TrayHost&&) = delete;
 
     bool claim() {
-        if (m_screen == nullptr) {
+        if (m_root == XCB_WINDOW_NONE) {
             return false;
         }
         m_window = xcb_generate_id(m_connection);
-        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_window, m_screen->root, 0, 0, 1, 1, 0,
+        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_window, m_root, 0, 0, 1, 1, 0,
                           XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
         xcb_set_selection_owner(m_connection, m_window, m_selection, XCB_CURRENT_TIME);
         xcb_client_message_event_t manager{};
         manager.response_type = XCB_CLIENT_MESSAGE;
         manager.format = 32;
-        manager.window = m_screen->root;
-        manager.type = atom("MANAGER");
+        manager.window = m_root;
+        manager.type = x11::internAtom(m_connection, "MANAGER");
         manager.data.data32[0] = XCB_CURRENT_TIME;
         manager.data.data32[1] = m_selection;
         manager.data.data32[2] = m_window;
-        xcb_send_event(m_connection, 0, m_screen->root, XCB_EVENT_MASK_STRUCTURE_NOTIFY,
+        xcb_send_event(m_connection, 0, m_root, XCB_EVENT_MASK_STRUCTURE_NOTIFY,
                        reinterpret_cast<const char*>(&manager));
         xcb_flush(m_connection);
         const auto owner = xcb_get_selection_owner_reply(
@@ -106,18 +104,8 @@ public:
     }
 
 private:
-    xcb_atom_t atom(const QByteArray& name) {
-        const auto reply = xcb_intern_atom_reply(
-            m_connection,
-            xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(name.size()), name.constData()),
-            nullptr);
-        const xcb_atom_t result = reply != nullptr ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-        std::free(reply);
-        return result;
-    }
-
     xcb_connection_t* m_connection = nullptr;
-    xcb_screen_t* m_screen = nullptr;
+    xcb_window_t m_root = XCB_WINDOW_NONE;
     xcb_window_t m_window = 0;
     xcb_atom_t m_selection = XCB_ATOM_NONE;
     xcb_atom_t m_opcode = XCB_ATOM_NONE;

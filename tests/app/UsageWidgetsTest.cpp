@@ -3,6 +3,7 @@
 #include "core/settings/SettingsStore.h"
 #include "modulekit/ModuleEventBus.h"
 #include "modules/agents/live/AgentEventStore.h"
+#include "platform/credentials/linux/ClaudeCredentialsFile.h"
 #include "services/monitoring/Scheduler.h"
 
 #include <QSettings>
@@ -23,11 +24,12 @@ class UsageWidgetsTest : public QObject {
     SystemClock m_clock;
     QtScheduler m_scheduler;
     AgentEventStore m_events;
+    ClaudeCredentialsFile m_tokens{ClaudeCredentialsFile::defaultPath(m_home.path())};
 
     std::unique_ptr<UsageWidgets> make(std::optional<ClaudeOAuthUsageProvider::Configuration> endpoint,
                                        int& updates) {
         return std::make_unique<UsageWidgets>(UsageWidgets::Environment{m_clock, m_scheduler, *m_settings,
-                                                                        m_events, m_home.path(), nullptr,
+                                                                        m_events, m_home.path(), m_tokens,
                                                                         std::move(endpoint)},
                                               [&updates] { ++updates; });
     }

@@ -6,6 +6,7 @@
 
 #include "app/AppDelegate.h"
 #include "core/settings/SettingsStore.h"
+#include "platform/credentials/fake/FakeClaudeTokenSource.h"
 #include "platform/loginitem/fake/FakeLoginItem.h"
 #include "platform/systemevents/fake/FakeSystemEventSource.h"
 #include "platform/workspace/fake/FakeWorkspaceReader.h"
@@ -26,6 +27,7 @@ struct AppTestHarness {
     ManualScheduler scheduler{clock};
     FakeWorkspaceReader reader;
     FakeSystemEventSource systemEvents;
+    FakeClaudeTokenSource claudeTokens;
 
     AppTestHarness() {
         DisplaySnapshot display;
@@ -54,6 +56,7 @@ struct AppTestHarness {
         environment.scheduler = &scheduler;
         environment.workspaceReader = &reader;
         environment.systemEvents = &systemEvents;
+        environment.claudeTokens = &claudeTokens;
         environment.homeDirectory = dir.path();
         environment.runsSystemWidgets = false;
         return environment;

@@ -1,7 +1,7 @@
 #include "modules/usage/UsageMeterModule.h"
 
 #include "modulekit/SnapshotPrioritizer.h"
-#include "modules/sessions/panel/SessionPanel.h"
+#include "modules/sessionpanel/SessionPanel.h"
 #include "modules/usage/UsageWidgetPresenter.h"
 
 #include <QStringList>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "modules/agents/live/AgentEventStore.h"
+#include "modules/sessionpanel/SessionPanel.h"
 #include "modules/sessions/SessionStore.h"
-#include "modules/sessions/panel/SessionPanel.h"
 #include "modules/usage/UsageMeterModule.h"
 
 namespace tessary {

@@ -30,13 +30,17 @@ int displayScreenNumber() {
     return number;
 }
 
-xcb_window_t rootWindow(xcb_connection_t* connection) {
-    const int number = displayScreenNumber();
+xcb_window_t rootWindow(xcb_connection_t* connection, int screenNumber) {
+    // `rem` counts the screens from the current one on: past the last it is 0.
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    for (int i = 0; i < number && screens.rem > 1; ++i) {
+    for (int i = 0; i < screenNumber && screens.rem > 0; ++i) {
         xcb_screen_next(&screens);
     }
     return screens.rem > 0 && screens.data != nullptr ? screens.data->root : xcb_window_t{XCB_WINDOW_NONE};
+}
+
+xcb_window_t rootWindow(xcb_connection_t* connection) {
+    return rootWindow(connection, displayScreenNumber());
 }
 
 } // namespace tessary::x11

@@ -25,6 +25,8 @@ using Reply = std::unique_ptr<T, FreeDeleter>;
 // The number of the screen that DISPLAY names (0 when it names none).
 [[nodiscard]] int displayScreenNumber();
 
+// The root window of screen `screenNumber`; XCB_WINDOW_NONE when the display has no such screen.
+[[nodiscard]] xcb_window_t rootWindow(xcb_connection_t* connection, int screenNumber);
 // The root window of the screen that DISPLAY names.
 [[nodiscard]] xcb_window_t rootWindow(xcb_connection_t* connection);
 

@@ -2,8 +2,8 @@
 
 #include "modules/localservices/LocalService.h"
 #include "modules/localservices/LsofParser.h"
+#include "platform/procfs/ProcFileSystem.h"
 #include "services/shell/ProcessRunner.h"
-#include "services/vitals/ProcFileSystem.h"
 
 #include <variant>
 #include <vector>

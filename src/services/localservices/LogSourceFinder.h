@@ -1,8 +1,8 @@
 #pragma once
 
 #include "modules/localservices/ServiceCaches.h"
+#include "platform/procfs/ProcFileSystem.h"
 #include "services/shell/ProcessRunner.h"
-#include "services/vitals/ProcFileSystem.h"
 
 #include <QString>
 

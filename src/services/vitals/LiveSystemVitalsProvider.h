@@ -1,8 +1,8 @@
 #pragma once
 
 #include "modules/vitals/VitalsRecords.h"
+#include "platform/procfs/ProcFileSystem.h"
 #include "services/monitoring/ProviderResult.h"
-#include "services/vitals/ProcFileSystem.h"
 #include "services/vitals/ProcessSampler.h"
 
 #include <QDateTime>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "modules/vitals/VitalsRecords.h"
-#include "services/vitals/ProcFileSystem.h"
+#include "platform/procfs/ProcFileSystem.h"
 
 #include <QDateTime>
 #include <QHash>

@@ -1,6 +1,7 @@
 #include "modules/localservices/LocalServicesModule.h"
 
 #include "modules/localservices/SessionLinker.h"
+#include "support/FakeProcessTerminator.h"
 
 #include <QTest>
 
@@ -11,24 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class FakeTerminator final : public ProcessTerminator {
-public:
-    MaybeFailure terminate(std::int32_t pid, bool force) override {
-        sent.emplace_back(pid, force);
-        if (!stubborn.contains(pid) || force) {
-            alive.erase(pid);
-        }
-        return std::nullopt;
-    }
-    QFuture<MaybeFailure> stopContainer(const QString& name) override {
-        containers.append(name);
-        return QtFuture::makeReadyFuture(MaybeFailure());
-    }
-    std::vector<std::pair<std::int32_t, bool>> sent;
-    std::set<std::int32_t> alive;
-    std::set<std::int32_t> stubborn;
-    QStringList containers;
-};
+using FakeTerminator = testing::FakeProcessTerminator;
 
 LocalService service(std::int32_t pid, int port, Technology::Kind kind, const QString& name = u"Vite"_s,
                      const QString& directory = u"/home/u/shop"_s) {

@@ -1,4 +1,4 @@
-#include "modules/sessions/panel/SessionPanel.h"
+#include "modules/sessionpanel/SessionPanel.h"
 
 #include <QTest>
 

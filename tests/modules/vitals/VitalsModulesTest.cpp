@@ -1,5 +1,7 @@
 #include "modules/vitals/VitalsModules.h"
 
+#include "support/FakeProcessTerminator.h"
+
 #include <QPromise>
 #include <QTest>
 
@@ -10,30 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Records the signals it is asked to send and lets the test decide which processes live on.
-class FakeTerminator final : public ProcessTerminator {
-public:
-    MaybeFailure terminate(std::int32_t pid, bool force) override {
-        sent.emplace_back(pid, force);
-        if (refused.contains(pid)) {
-            return Failure{u"could not signal pid "_s + QString::number(pid)};
-        }
-        if (!stubborn.contains(pid) || force) {
-            alive.erase(pid);
-        }
-        return std::nullopt;
-    }
-    QFuture<MaybeFailure> stopContainer(const QString& name) override {
-        containers.append(name);
-        return QtFuture::makeReadyFuture(MaybeFailure());
-    }
-
-    std::vector<std::pair<std::int32_t, bool>> sent;
-    std::set<std::int32_t> alive;
-    std::set<std::int32_t> stubborn;
-    std::set<std::int32_t> refused;
-    QStringList containers;
-};
+using FakeTerminator = testing::FakeProcessTerminator;
 
 ModuleContext context(AppLanguage language = AppLanguage::english) {
     ModuleContext context;

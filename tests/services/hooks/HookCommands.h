@@ -1,5 +1,7 @@
 #pragma once
 
+#include "modules/agents/installers/AgentHookInstaller.h"
+
 #include <QProcess>
 #include <QString>
 #include <QTest>
@@ -8,7 +10,7 @@
 
 using namespace Qt::StringLiterals;
 
-// The hook commands exactly as the installers write them into the agents' settings, and a way to run
+// The hook commands as the installers write them into the agents' settings, and a way to run
 // them as the agents do: a real shell, real curl, the body on standard input.
 namespace HookCommands {
 
@@ -21,21 +23,15 @@ struct HookRun {
 
 // `source` is empty for Claude Code.
 inline QString eventCommand(const QString& source) {
-    const QString sourcePart = source.isEmpty() ? QString() : u"-H \"X-Tessary-Source: %1\" "_s.arg(source);
-    return uR"cmd(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m 2 -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Agent: $PPID" )cmd"_s +
-           sourcePart + uR"cmd(--data-binary @- "$(cat "$d/hook-endpoint")" >/dev/null 2>&1; exit 0)cmd"_s;
+    return tessary::AgentHookInstaller::eventCommand(source.isEmpty() ? u"claude"_s : source);
 }
 
 // `curlLimit` is the installers' own (545 for Claude Code, 50 for Codex) unless a test shortens it.
 inline QString decisionCommand(const QString& source, int curlLimit = 0) {
-    const QString sourcePart = source.isEmpty() ? QString() : u"-H \"X-Tessary-Source: %1\" "_s.arg(source);
     if (curlLimit <= 0) {
         curlLimit = source == u"codex"_s ? 50 : 545;
     }
-    return uR"cmd(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m )cmd"_s +
-           QString::number(curlLimit) +
-           uR"cmd( -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Decision: 1" -H "X-Tessary-Agent: $PPID" )cmd"_s +
-           sourcePart + uR"cmd(--data-binary @- "$(cat "$d/hook-endpoint")" 2>/dev/null; exit 0)cmd"_s;
+    return tessary::AgentHookInstaller::decisionCommand(source.isEmpty() ? u"claude"_s : source, curlLimit);
 }
 
 // Starts `command` with HOME at `home` and `body` on its standard input; nothing if it could not start.

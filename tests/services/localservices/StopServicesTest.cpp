@@ -1,10 +1,10 @@
 #include "RealListeners.h"
 #include "modules/localservices/LocalServicesModule.h"
 #include "modules/vitals/VitalsModules.h"
+#include "platform/procfs/ProcFileSystem.h"
 #include "services/localservices/DockerClient.h"
 #include "services/localservices/SignalTerminator.h"
 #include "services/shell/Shell.h"
-#include "services/vitals/ProcFileSystem.h"
 
 #include <unistd.h>
 

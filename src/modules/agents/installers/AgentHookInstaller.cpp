@@ -91,22 +91,31 @@ QString AgentHookInstaller::unparsableCopyFile() const {
 
 // The texts below are read by the agents' shells and matched by the listener: change them only together
 // with both. The hook's standard input is the agent's JSON, posted as it is; `$PPID` is the agent.
-QString AgentHookInstaller::eventCommand() const {
+QString AgentHookInstaller::eventCommand(const QString& agentID) {
     const QString source =
         agentID == u"claude"_s ? QString() : u"-H \"X-Tessary-Source: "_s + agentID + u"\" "_s;
     return uR"cmd(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m 2 -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Agent: $PPID" )cmd"_s +
            source + uR"cmd(--data-binary @- "$(cat "$d/hook-endpoint")" >/dev/null 2>&1; exit 0)cmd"_s;
 }
 
-// The decision's reply body is the hook's output, so it goes to standard output. The three limits
-// are nested: the program's hold ends first, curl gives up five seconds later, the agent ten after that.
-QString AgentHookInstaller::decisionCommand() const {
+// The decision's reply body is the hook's output, so it goes to standard output.
+QString AgentHookInstaller::decisionCommand(const QString& agentID, int curlLimit) {
     const QString source =
         agentID == u"claude"_s ? QString() : u"-H \"X-Tessary-Source: "_s + agentID + u"\" "_s;
     return uR"cmd(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m )cmd"_s +
-           QString::number(decisionDeadline + 5) +
+           QString::number(curlLimit) +
            uR"cmd( -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Decision: 1" -H "X-Tessary-Agent: $PPID" )cmd"_s +
            source + uR"cmd(--data-binary @- "$(cat "$d/hook-endpoint")" 2>/dev/null; exit 0)cmd"_s;
+}
+
+QString AgentHookInstaller::eventCommand() const {
+    return eventCommand(agentID);
+}
+
+// The three limits are nested: the program's hold ends first, curl gives up five seconds later, the
+// agent ten after that.
+QString AgentHookInstaller::decisionCommand() const {
+    return decisionCommand(agentID, decisionDeadline + 5);
 }
 
 QStringList AgentHookInstaller::eventNames() const {

@@ -64,6 +64,10 @@ public:
     // The shell commands of the entries, as written into the settings.
     [[nodiscard]] QString eventCommand() const;
     [[nodiscard]] QString decisionCommand() const;
+    // The commands for an agent (`source` is its id; Claude Code sends none) with curl's limit of
+    // `curlLimit` seconds on the decision: the one writing of them, also for tests that run them.
+    [[nodiscard]] static QString eventCommand(const QString& agentID);
+    [[nodiscard]] static QString decisionCommand(const QString& agentID, int curlLimit);
     // The decision event first, then the events, in their order.
     [[nodiscard]] QStringList eventNames() const;
     // The group that the program appends under one event.

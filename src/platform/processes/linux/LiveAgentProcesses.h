@@ -2,7 +2,7 @@
 
 #include "core/time/Clock.h"
 #include "platform/processes/AgentProcesses.h"
-#include "services/vitals/ProcFileSystem.h"
+#include "platform/procfs/ProcFileSystem.h"
 
 #include <mutex>
 

@@ -1,5 +1,7 @@
 #include "platform/systemevents/linux/LinuxSystemEventSource.h"
 
+#include "platform/x11/X11Support.h"
+
 #include <QDBusConnection>
 #include <QGuiApplication>
 #include <QScreen>
@@ -13,19 +15,7 @@ namespace tessary {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-xcb_atom_t internAtom(xcb_connection_t* connection, const char* name) {
-    const xcb_intern_atom_cookie_t cookie =
-        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name);
-    xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(connection, cookie, nullptr);
-    if (!reply) {
-        return XCB_ATOM_NONE;
-    }
-    const xcb_atom_t atom = reply->atom;
-    std::free(reply);
-    return atom;
-}
-} // namespace
+using x11::internAtom;
 
 struct LinuxSystemEventSource::X11Watch {
     xcb_connection_t* connection = nullptr;
@@ -64,11 +54,7 @@ void LinuxSystemEventSource::start() {
         int screenNumber = 0;
         watch->connection = xcb_connect(nullptr, &screenNumber);
         if (xcb_connection_has_error(watch->connection) == 0) {
-            xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(watch->connection));
-            for (int i = 0; i < screenNumber && screens.rem > 1; ++i) {
-                xcb_screen_next(&screens);
-            }
-            watch->root = screens.data != nullptr ? screens.data->root : xcb_window_t{XCB_WINDOW_NONE};
+            watch->root = x11::rootWindow(watch->connection, screenNumber);
         }
         if (xcb_connection_has_error(watch->connection) == 0 && watch->root != XCB_WINDOW_NONE) {
             watch->activeWindow = internAtom(watch->connection, "_NET_ACTIVE_WINDOW");

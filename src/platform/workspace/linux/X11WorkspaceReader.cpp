@@ -1,6 +1,7 @@
 #include "platform/workspace/linux/X11WorkspaceReader.h"
 
 #include "platform/workspace/linux/X11PropertyDecoder.h"
+#include "platform/x11/X11Support.h"
 
 #include <QCoreApplication>
 
@@ -121,14 +122,10 @@ std::unique_ptr<X11WorkspaceReader> X11WorkspaceReader::connect(const Clock& clo
     if (xcb_connection_has_error(x->connection) != 0) {
         return nullptr;
     }
-    xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(x->connection));
-    for (int i = 0; i < x->screenNumber && screens.rem > 0; ++i) {
-        xcb_screen_next(&screens);
-    }
-    if (screens.rem == 0) {
+    x->root = x11::rootWindow(x->connection, x->screenNumber);
+    if (x->root == XCB_WINDOW_NONE) {
         return nullptr;
     }
-    x->root = screens.data->root;
 
     // Every atom is interned once, here, in one batch.
     xcb_intern_atom_cookie_t* ewmhCookies = xcb_ewmh_init_atoms(x->connection, &x->ewmh);

@@ -95,26 +95,29 @@ const QByteArray userPreToolUse =
 
 void AgentHookInstallerTest::commands_data() {
     QTest::addColumn<QString>("agent");
-    QTest::addColumn<QString>("eventCommand");
-    QTest::addColumn<QString>("decisionCommand");
-    QTest::newRow("claude")
-        << u"claude"_s
-        << uR"x(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m 2 -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Agent: $PPID" --data-binary @- "$(cat "$d/hook-endpoint")" >/dev/null 2>&1; exit 0)x"_s
-        << uR"x(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m 545 -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Decision: 1" -H "X-Tessary-Agent: $PPID" --data-binary @- "$(cat "$d/hook-endpoint")" 2>/dev/null; exit 0)x"_s;
-    QTest::newRow("codex")
-        << u"codex"_s
-        << uR"x(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m 2 -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Agent: $PPID" -H "X-Tessary-Source: codex" --data-binary @- "$(cat "$d/hook-endpoint")" >/dev/null 2>&1; exit 0)x"_s
-        << uR"x(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0; curl -sS -m 50 -X POST -H "X-Tessary-Token: $(cat "$d/hook-token")" -H "X-Tessary-Decision: 1" -H "X-Tessary-Agent: $PPID" -H "X-Tessary-Source: codex" --data-binary @- "$(cat "$d/hook-endpoint")" 2>/dev/null; exit 0)x"_s;
+    QTest::addColumn<int>("decisionLimit"); // curl's, five seconds past the program's own hold
+    QTest::addColumn<QString>("sourceHeader");
+    QTest::newRow("claude") << u"claude"_s << 545 << QString();
+    QTest::newRow("codex") << u"codex"_s << 50 << u"-H \"X-Tessary-Source: codex\""_s;
 }
 
+// What the commands must hold; that they work is what the listener's tests show, running them with a
+// real shell and curl.
 void AgentHookInstallerTest::commands() {
     QFETCH(QString, agent);
-    QFETCH(QString, eventCommand);
-    QFETCH(QString, decisionCommand);
+    QFETCH(int, decisionLimit);
+    QFETCH(QString, sourceHeader);
     Home home;
     const AgentHookInstaller installer = agent == u"claude"_s ? home.claude() : home.codex();
-    QCOMPARE(installer.eventCommand(), eventCommand);
-    QCOMPARE(installer.decisionCommand(), decisionCommand);
+    QVERIFY(installer.decisionCommand().contains(u"curl -sS -m %1 "_s.arg(decisionLimit)));
+    QVERIFY(installer.eventCommand().contains(u"curl -sS -m 2 "_s));
+    for (const QString& command : {installer.eventCommand(), installer.decisionCommand()}) {
+        // Quiet when Tessary is not running, and never an error for the agent.
+        QVERIFY(command.startsWith(uR"x(d="$HOME/.tessary"; [ -r "$d/hook-endpoint" ] || exit 0;)x"_s));
+        QVERIFY(command.endsWith(u"exit 0"_s));
+        QCOMPARE(command.contains(u"X-Tessary-Source"_s), !sourceHeader.isEmpty());
+        QVERIFY(sourceHeader.isEmpty() || command.contains(sourceHeader));
+    }
     QVERIFY(installer.install());
     // As written in the file, with the slashes as they stand.
     const QByteArray bytes = contents(installer.settingsFile);

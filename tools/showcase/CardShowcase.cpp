@@ -1,11 +1,11 @@
 // Shows the permission card for a command, a question and a plan over a desktop and saves a
 // picture of each: card_showcase <command.png> <question.png> <plan.png>
 
-#include "../ShowcaseDesktop.h"
-#include "CardSamples.h"
+#include "ShowcaseDesktop.h"
 #include "core/time/Clock.h"
 #include "platform/keygrab/fake/FakeShortcutGrab.h"
 #include "platform/panels/linux/X11PanelWindowTraits.h"
+#include "surfaces/card/CardSamples.h"
 #include "surfaces/card/PermissionCardController.h"
 
 #include <QApplication>

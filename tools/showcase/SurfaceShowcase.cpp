@@ -1,11 +1,11 @@
 // Shows every form a surface takes over a desktop with a couple of windows, and saves a picture of
 // the screen: `surface_showcase <out.png>` on an X server (scripts/surfaces-screenshot starts one).
 
-#include "SampleSnapshots.h"
 #include "ShowcaseDesktop.h"
 #include "platform/panels/linux/X11PanelWindowTraits.h"
 #include "spatial/notch/NotchMetrics.h"
 #include "spatial/slots/SurfaceSlotAllocator.h"
+#include "surfaces/SampleSnapshots.h"
 #include "surfaces/SurfaceCoordinator.h"
 #include "surfaces/SurfacePanel.h"
 

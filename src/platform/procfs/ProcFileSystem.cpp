@@ -1,4 +1,4 @@
-#include "services/vitals/ProcFileSystem.h"
+#include "platform/procfs/ProcFileSystem.h"
 
 #include <QFile>
 

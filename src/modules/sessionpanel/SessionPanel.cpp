@@ -1,4 +1,4 @@
-#include "modules/sessions/panel/SessionPanel.h"
+#include "modules/sessionpanel/SessionPanel.h"
 
 #include "core/time/Clock.h"
 #include "modules/agents/hooks/StopFailureKind.h"

@@ -1,11 +1,11 @@
 // Shows the detail panel and the docked notch over a desktop and saves pictures of them:
 // `detail_showcase <detail.png> <notch.png>` on an X server with a compositor.
 
-#include "SampleSnapshots.h"
 #include "ShowcaseDesktop.h"
 #include "platform/panels/linux/X11PanelWindowTraits.h"
 #include "spatial/notch/NotchArrangement.h"
 #include "spatial/notch/NotchMetrics.h"
+#include "surfaces/SampleSnapshots.h"
 #include "surfaces/SurfaceCoordinator.h"
 #include "surfaces/SurfacePanel.h"
 #include "surfaces/detail/DetailPanel.h"
