@@ -18,8 +18,8 @@ test: deps
 	cmake --build --preset asan -j $(JOBS)
 	ctest --preset asan
 
-# The real agents (Claude Code, Codex) from the npm registry, run offline against a stand-in model
-# API; minutes long and dependent on the registry, so kept out of `make test`.
+# Only the tests of the real agents (Claude Code, Codex from the npm registry, run offline against
+# a stand-in model API); `make test` runs them too, and they count as skipped without a registry.
 test-agents: deps
 	cmake --preset asan
 	cmake --build --preset asan -j $(JOBS)
