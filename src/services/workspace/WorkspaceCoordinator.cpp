@@ -2,12 +2,11 @@
 
 #include "core/localization/Localization.h"
 #include "core/time/Clock.h"
+#include "modulekit/HostEvents.h"
 #include "platform/workspace/WorkspaceReader.h"
 #include "services/workspace/SurfaceKey.h"
 #include "spatial/engine/SpatialConfiguration.h"
 #include "spatial/workspace/SurfaceShapeResolver.h"
-
-#include <QFutureWatcher>
 
 #include <algorithm>
 #include <cmath>
@@ -17,11 +16,6 @@ namespace tessary {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-bool differsByAPoint(const QRectF& a, const QRectF& b) {
-    return std::abs(a.left() - b.left()) >= 1 || std::abs(a.top() - b.top()) >= 1 ||
-           std::abs(a.width() - b.width()) >= 1 || std::abs(a.height() - b.height()) >= 1;
-}
 
 QStringList idsOf(const std::vector<ModuleSnapshot>& modules) {
     QStringList ids;
@@ -47,10 +41,23 @@ WorkspaceCoordinator::WorkspaceCoordinator(Dependencies dependencies, QObject* p
     , m_deps(std::move(dependencies))
     , m_engine(SpatialConfiguration::forBubbleSize(m_deps.settingsStore.settings().bubbleSize))
     , m_stabilizer(m_engine.configuration())
-    , m_systemEvents(m_deps.systemEvents, m_deps.scheduler, [this] {
-        m_lastTopologyChangeAt = m_deps.clock.now();
-        refresh(false);
-    }) {}
+    , m_systemEvents(m_deps.systemEvents, m_deps.scheduler,
+                     [this] {
+                         m_lastTopologyChangeAt = m_deps.clock.now();
+                         refresh(false);
+                     })
+    , m_commands(m_deps.bus,
+                 {[this](const QString& moduleID) { detailOpened(moduleID); }, [this] { refresh(false); }})
+    , m_notchEditing({m_deps.model, m_deps.settingsStore, m_deps.bus, m_deps.clock,
+                      [this](bool paused) {
+                          for (auto& [key, surface] : m_surfaces) {
+                              surface->setInteractionPaused(paused);
+                          }
+                      },
+                      [this] {
+                          applyPresentationSettings();
+                          refresh(true);
+                      }}) {}
 
 WorkspaceCoordinator::~WorkspaceCoordinator() {
     stop();
@@ -75,7 +82,7 @@ void WorkspaceCoordinator::stop() {
     m_nextCycle.cancel();
     m_systemEvents.stop();
     m_deps.model.setMonitoring(false);
-    m_displayedPlacements.clear();
+    m_placements.clearDisplayed();
     endNotchEditing();
     hideAllSurfaces();
 }
@@ -113,127 +120,9 @@ void WorkspaceCoordinator::moduleDataChanged() {
     refresh(false);
 }
 
-void WorkspaceCoordinator::perform(const DetailCommand& command) {
-    if (const auto permission = PermissionCommand::fromText(command.id)) {
-        if (m_permissionCommandHandler) {
-            m_permissionCommandHandler(*permission);
-        }
-        return;
-    }
-    const QString id = command.id;
-    m_runningCommands.insert(id);
-    if (m_detailPanel != nullptr) {
-        m_detailPanel->setRunningCommands(m_runningCommands);
-    }
-    // A watcher rather than a continuation: it goes with the loop, so a command that ends after the
-    // loop has gone reaches nothing.
-    auto* watcher = new QFutureWatcher<void>(this);
-    connect(watcher, &QFutureWatcher<void>::finished, this, [this, watcher, id] {
-        watcher->deleteLater();
-        m_runningCommands.remove(id);
-        if (m_detailPanel != nullptr) {
-            m_detailPanel->setRunningCommands(m_runningCommands);
-        }
-        refresh(false);
-    });
-    watcher->setFuture(m_deps.bus.perform(command));
-}
-
-void WorkspaceCoordinator::setDetailPanel(DetailPanelLink* panel) {
-    m_detailPanel = panel;
-    if (panel == nullptr) {
-        return;
-    }
-    panel->setLinkCallbacks({[this](const DetailCommand& command) { perform(command); },
-                             [this](const QString& moduleID) { detailOpened(moduleID); }});
-    panel->setRunningCommands(m_runningCommands);
-}
-
-void WorkspaceCoordinator::setNotchEditor(NotchEditor* editor) {
-    if (m_notchEditor != nullptr && m_notchEditor != editor) {
-        m_notchEditor->hideEditor();
-    }
-    m_notchEditor = editor;
-    if (editor == nullptr) {
-        return;
-    }
-    editor->setEditorCallbacks({[this](const NotchPreferences& edited) { saveNotchPreferences(edited); },
-                                [this] { endNotchEditing(); }});
-}
-
 void WorkspaceCoordinator::detailOpened(const QString& moduleID) {
     m_acknowledgements.acknowledge(moduleID, m_deps.clock.now());
     refresh(false);
-}
-
-void WorkspaceCoordinator::beginNotchEditing(const QString& displayID) {
-    m_editingNotchDisplayID = displayID;
-    for (auto& [key, surface] : m_surfaces) {
-        surface->setInteractionPaused(true);
-    }
-    syncNotchEditing();
-}
-
-void WorkspaceCoordinator::endNotchEditing() {
-    if (!m_editingNotchDisplayID) {
-        return;
-    }
-    m_editingNotchDisplayID.reset();
-    for (auto& [key, surface] : m_surfaces) {
-        surface->setInteractionPaused(false);
-    }
-    if (m_notchEditor != nullptr) {
-        m_notchEditor->hideEditor();
-    }
-}
-
-void WorkspaceCoordinator::syncNotchEditing() {
-    if (!m_editingNotchDisplayID) {
-        return;
-    }
-    const auto docked = m_dockedNotches.constFind(*m_editingNotchDisplayID);
-    if (docked == m_dockedNotches.constEnd()) {
-        endNotchEditing(); // the notch it edited has gone
-        return;
-    }
-    if (m_notchEditor == nullptr) {
-        return;
-    }
-    const TessarySettings& settings = m_deps.settingsStore.settings();
-    NotchEditor::Content content;
-    content.notch = docked->notch;
-    content.preferences = settings.notch;
-    // The editor lists every docked module, the hidden ones too: the loop's members leave those out.
-    std::vector<ModuleSnapshot> all;
-    for (const ModuleSnapshot& snapshot : m_deps.bus.rankedSnapshots(m_deps.clock.now())) {
-        if (settings.isWidgetEnabled(snapshot.id, *m_editingNotchDisplayID)) {
-            all.push_back(snapshot);
-            content.titles.insert(snapshot.id, snapshot.variants.compact.title);
-        }
-    }
-    content.tabs = NotchArrangement::editingTabs(all, settings.notch, true);
-    m_notchEditor->showEditor(content);
-}
-
-void WorkspaceCoordinator::saveNotchPreferences(const NotchPreferences& preferences) {
-    TessarySettings settings = m_deps.settingsStore.settings();
-    if (settings.notch == preferences) {
-        return;
-    }
-    settings.notch = preferences;
-    m_deps.settingsStore.setSettings(settings);
-    applyPresentationSettings();
-    refresh(true);
-}
-
-void WorkspaceCoordinator::publishNotchArrivalOrder() {
-    QStringList ids;
-    for (const DockedNotch& docked : m_dockedNotches) {
-        for (const ModuleSnapshot& member : docked.members) {
-            ids.append(member.id);
-        }
-    }
-    m_deps.model.setNotchArrivalOrder(NotchArrangement::arrivalOrder(ids, m_deps.model.notchArrivalOrder()));
 }
 
 void WorkspaceCoordinator::applyPresentationSettings() {
@@ -270,9 +159,9 @@ void WorkspaceCoordinator::runRefresh(bool userInitiated) {
     const Localization localization = Localization::forSetting(m_deps.settingsStore.settings().language);
     if (!read) {
         m_deps.model.setLastError(localization.text(u"Could not read the displays."_s));
-        m_displayedPlacements.clear();
-        m_dockedNotches.clear();
-        syncNotchEditing();
+        m_placements.clearDisplayed();
+        m_notchEditing.startPass();
+        m_notchEditing.sync();
         hideAllSurfaces();
         return;
     }
@@ -300,15 +189,16 @@ void WorkspaceCoordinator::runRefresh(bool userInitiated) {
     }
 
     // 8-9. What happened since the last tick.
-    std::vector<HostEvent> events = hostEvents(previous, workspace, userInitiated);
+    std::vector<HostEvent> events = HostEvents::between(previous, workspace, userInitiated);
     if (m_hasPendingModuleDataChange) {
         events.push_back(HostEvent::moduleDataChanged);
         m_hasPendingModuleDataChange = false;
     }
 
     // 10-11. Placement per display.
-    const std::vector<DisplayDecision> decisions = makePlans(workspace, targets, settings, now);
-    if (layoutChanged(decisions)) {
+    const std::vector<DisplayDecision> decisions =
+        m_placements.plan(m_engine, m_stabilizer, workspace, targets, settings.placementMode, now);
+    if (m_placements.layoutChanged(decisions)) {
         events.push_back(HostEvent::layoutChanged);
     }
 
@@ -324,18 +214,7 @@ void WorkspaceCoordinator::runRefresh(bool userInitiated) {
     m_deps.bus.publish(events, context, m_deps.settingsStore.moduleConfigurations());
 
     // 13. What is on screen now, per target display.
-    for (const DisplayDecision& entry : decisions) {
-        if (entry.decision.placement) {
-            m_displayedPlacements.insert(entry.display.id, *entry.decision.placement);
-        } else {
-            m_displayedPlacements.remove(entry.display.id);
-        }
-    }
-    for (const QString& id : m_displayedPlacements.keys()) {
-        if (!targets.contains(id)) {
-            m_displayedPlacements.remove(id);
-        }
-    }
+    m_placements.displayed(decisions, targets);
 
     // 14. The ranked snapshots of the active display go to the model.
     // What the user has already seen of a change signal stays off the surfaces.
@@ -348,7 +227,7 @@ void WorkspaceCoordinator::runRefresh(bool userInitiated) {
     m_deps.model.setModuleSnapshots(forModel);
 
     // 15. Show what each display carries.
-    m_dockedNotches.clear();
+    m_notchEditing.startPass();
     QSet<QString> shown;
     bool hasDockedNotch = false;
     std::optional<QString> notchDisplayID;
@@ -385,8 +264,8 @@ void WorkspaceCoordinator::runRefresh(bool userInitiated) {
     hideSurfaces(shown);
     m_deps.model.setHasDockedNotch(hasDockedNotch);
     m_deps.model.setNotchDisplayID(notchDisplayID);
-    syncNotchEditing();
-    publishNotchArrivalOrder();
+    m_notchEditing.sync();
+    m_notchEditing.publishArrivalOrder();
 }
 
 QStringList WorkspaceCoordinator::targetDisplays(const WorkspaceSnapshot& workspace,
@@ -407,113 +286,6 @@ QStringList WorkspaceCoordinator::targetDisplays(const WorkspaceSnapshot& worksp
     }
     return settings.displaysToRender(workspace.activeDisplay.id, ids, m_deps.bus.registeredModuleIDs(),
                                      fullScreenDisplayID);
-}
-
-std::vector<HostEvent> WorkspaceCoordinator::hostEvents(const std::optional<WorkspaceSnapshot>& previous,
-                                                        const WorkspaceSnapshot& workspace,
-                                                        bool userInitiated) const {
-    std::vector<HostEvent> events;
-    if (userInitiated) {
-        events.push_back(HostEvent::refreshRequested);
-    }
-    if (!previous) {
-        events.push_back(HostEvent::hostStarted);
-        return events;
-    }
-    if (previous->activeApplicationName != workspace.activeApplicationName) {
-        events.push_back(HostEvent::frontmostApplicationChanged);
-    }
-    if (previous->activeWindow != workspace.activeWindow) {
-        events.push_back(HostEvent::activeWindowChanged);
-    }
-    if (previous->activeDisplay.id != workspace.activeDisplay.id) {
-        events.push_back(HostEvent::displayChanged);
-    }
-    return events;
-}
-
-std::vector<WorkspaceCoordinator::DisplayDecision>
-WorkspaceCoordinator::makePlans(const WorkspaceSnapshot& workspace, const QStringList& targets,
-                                const TessarySettings& settings, const QDateTime& now) {
-    std::vector<DisplayDecision> decisions;
-    for (const DisplaySnapshot& display : workspace.displays) {
-        if (!targets.contains(display.id)) {
-            continue;
-        }
-        const std::optional<SurfacePlacement> previous =
-            m_currentPlacements.contains(display.id) ? std::optional(m_currentPlacements.value(display.id))
-                                                     : std::nullopt;
-        const SpatialPlan plan = m_engine.makePlan(workspace, display, settings.placementMode, previous);
-        const auto displayed = m_displayedPlacements.constFind(display.id);
-        const bool isPointerOver = displayed != m_displayedPlacements.constEnd() &&
-                                   displayed->frame.contains(workspace.cursorLocation);
-        const std::optional<QDateTime> since = m_placementSince.contains(display.id)
-                                                   ? std::optional(m_placementSince.value(display.id))
-                                                   : std::nullopt;
-        const LayoutDecision decision =
-            m_stabilizer.decide(plan, settings.placementMode, previous, since, now, isPointerOver);
-        updatePlacementHistory(decision.placement, display.id, now);
-        decisions.push_back({display, decision});
-    }
-    for (const QString& id : m_currentPlacements.keys()) {
-        if (!targets.contains(id)) {
-            updatePlacementHistory(std::nullopt, id, now);
-        }
-    }
-    return decisions;
-}
-
-bool WorkspaceCoordinator::framesDiffer(const std::optional<SurfacePlacement>& a,
-                                        const std::optional<SurfacePlacement>& b) {
-    if (a.has_value() != b.has_value()) {
-        return true;
-    }
-    return a && differsByAPoint(a->frame, b->frame);
-}
-
-void WorkspaceCoordinator::updatePlacementHistory(const std::optional<SurfacePlacement>& placement,
-                                                  const QString& displayID, const QDateTime& now) {
-    const std::optional<SurfacePlacement> old = m_currentPlacements.contains(displayID)
-                                                    ? std::optional(m_currentPlacements.value(displayID))
-                                                    : std::nullopt;
-    const bool changed = !old || !placement || old->displayID != placement->displayID ||
-                         old->kind != placement->kind || framesDiffer(old, placement);
-    if (changed) {
-        if (placement) {
-            m_placementSince.insert(displayID, now);
-        } else {
-            m_placementSince.remove(displayID);
-        }
-    }
-    if (placement) {
-        m_currentPlacements.insert(displayID, *placement);
-    } else {
-        m_currentPlacements.remove(displayID);
-    }
-}
-
-bool WorkspaceCoordinator::layoutChanged(const std::vector<DisplayDecision>& decisions) const {
-    QSet<QString> decided;
-    for (const DisplayDecision& entry : decisions) {
-        decided.insert(entry.display.id);
-    }
-    const QStringList displayedKeys = m_displayedPlacements.keys();
-    if (decided != QSet<QString>(displayedKeys.cbegin(), displayedKeys.cend())) {
-        return true;
-    }
-    for (const DisplayDecision& entry : decisions) {
-        const std::optional<SurfacePlacement> displayed =
-            m_displayedPlacements.contains(entry.display.id)
-                ? std::optional(m_displayedPlacements.value(entry.display.id))
-                : std::nullopt;
-        const auto& placement = entry.decision.placement;
-        if (placement.has_value() != displayed.has_value() ||
-            (placement &&
-             (placement->kind != displayed->kind || differsByAPoint(placement->frame, displayed->frame)))) {
-            return true;
-        }
-    }
-    return false;
 }
 
 std::optional<SurfacePlacement> WorkspaceCoordinator::automaticBubbles(const RenderContext& context) const {
@@ -590,7 +362,7 @@ QStringList WorkspaceCoordinator::showBubbles(const std::vector<ModuleSnapshot>&
         const QString key = SurfaceKey::make(idsOf(members), display.id);
         if (std::holds_alternative<grouping::Notch>(group.grouping)) {
             members = NotchArrangement::arranged(members, context.settings.notch);
-            m_dockedNotches.insert(display.id, DockedNotch{notch, members});
+            m_notchEditing.docked(display.id, notch, members);
             if (members.empty()) {
                 continue; // everything in it is hidden from the notch
             }
@@ -686,7 +458,7 @@ Surface& WorkspaceCoordinator::surface(const QString& key) {
         std::unique_ptr<Surface> made = m_deps.makeSurface ? m_deps.makeSurface(key, std::move(callbacks))
                                                            : std::make_unique<HiddenSurface>();
         made->applyPresentation(m_presentation);
-        made->setInteractionPaused(m_editingNotchDisplayID.has_value());
+        made->setInteractionPaused(m_notchEditing.editingDisplayID().has_value());
         found = m_surfaces.emplace(key, std::move(made)).first;
     }
     return *found->second;

@@ -8,8 +8,11 @@
 #include "modules/agents/permissions/PermissionCommand.h"
 #include "services/monitoring/Scheduler.h"
 #include "services/workspace/AppModel.h"
+#include "services/workspace/DetailCommandRouter.h"
 #include "services/workspace/DetailPanelLink.h"
+#include "services/workspace/NotchEditController.h"
 #include "services/workspace/NotchEditor.h"
+#include "services/workspace/PlacementHistory.h"
 #include "services/workspace/Surface.h"
 #include "services/workspace/SystemEventObserver.h"
 #include "spatial/engine/PlacementStabilizer.h"
@@ -84,27 +87,27 @@ public:
     // Runs a command from the detail panel. A permission command goes to the permission handler
     // (the card's path); any other goes to its module through the bus, marked as running on the
     // panel until it ends, and then the loop refreshes.
-    void perform(const DetailCommand& command);
+    void perform(const DetailCommand& command) { m_commands.perform(command); }
     // Where permission commands go; without a handler they are dropped, never sent to a module.
     void setPermissionCommandHandler(std::function<void(const PermissionCommand&)> handler) {
-        m_permissionCommandHandler = std::move(handler);
+        m_commands.setPermissionCommandHandler(std::move(handler));
     }
     // The shared detail panel: its commands come here, and opening a module's detail acknowledges
     // that module's change signal.
-    void setDetailPanel(DetailPanelLink* panel);
+    void setDetailPanel(DetailPanelLink* panel) { m_commands.setDetailPanel(panel); }
     // The editor of the notch's order, shown while notch editing is on.
-    void setNotchEditor(NotchEditor* editor);
+    void setNotchEditor(NotchEditor* editor) { m_notchEditing.setEditor(editor); }
     // The user opened the detail of `moduleID`: what its signal says now has been seen.
     void detailOpened(const QString& moduleID);
     [[nodiscard]] const SignalAcknowledgements& acknowledgements() const { return m_acknowledgements; }
-    [[nodiscard]] const QSet<QString>& runningCommands() const { return m_runningCommands; }
+    [[nodiscard]] const QSet<QString>& runningCommands() const { return m_commands.runningCommands(); }
 
     // Notch editing: surfaces hold still and the editor shows under the display's notch. It ends by
     // itself when that display no longer has a docked notch.
-    void beginNotchEditing(const QString& displayID);
-    void endNotchEditing();
+    void beginNotchEditing(const QString& displayID) { m_notchEditing.begin(displayID); }
+    void endNotchEditing() { m_notchEditing.end(); }
     [[nodiscard]] const std::optional<QString>& editingNotchDisplayID() const {
-        return m_editingNotchDisplayID;
+        return m_notchEditing.editingDisplayID();
     }
     // Called once per paced cycle, ahead of the refresh (the hook listener's timers run on it).
     void setOnCycle(std::function<void(const QDateTime& now)> onCycle) { m_onCycle = std::move(onCycle); }
@@ -118,21 +121,14 @@ public:
     void hoverChanged(const QString& key, bool hovering);
 
     [[nodiscard]] const QMap<QString, SurfacePlacement>& currentPlacements() const {
-        return m_currentPlacements;
+        return m_placements.current();
     }
     [[nodiscard]] const QMap<QString, Composition>& surfaceComposition() const { return m_composition; }
     [[nodiscard]] std::optional<QDateTime> lastTopologyChangeAt() const { return m_lastTopologyChangeAt; }
     [[nodiscard]] const SpatialEngine& engine() const { return m_engine; }
 
-    // Whether two placements differ by a whole point in any of the frame's values, or one is missing.
-    static bool framesDiffer(const std::optional<SurfacePlacement>& a,
-                             const std::optional<SurfacePlacement>& b);
-
 private:
-    struct DisplayDecision {
-        DisplaySnapshot display;
-        LayoutDecision decision;
-    };
+    using DisplayDecision = PlacementHistory::DisplayDecision;
     struct RenderContext {
         const DisplaySnapshot& display;
         const LayoutDecision& decision;
@@ -143,13 +139,6 @@ private:
     void scheduleNextCycle();
     void applyPresentationSettings();
     QStringList targetDisplays(const WorkspaceSnapshot& workspace, const TessarySettings& settings) const;
-    std::vector<HostEvent> hostEvents(const std::optional<WorkspaceSnapshot>& previous,
-                                      const WorkspaceSnapshot& workspace, bool userInitiated) const;
-    std::vector<DisplayDecision> makePlans(const WorkspaceSnapshot& workspace, const QStringList& targets,
-                                           const TessarySettings& settings, const QDateTime& now);
-    void updatePlacementHistory(const std::optional<SurfacePlacement>& placement, const QString& displayID,
-                                const QDateTime& now);
-    bool layoutChanged(const std::vector<DisplayDecision>& decisions) const;
     QStringList showBubbles(const std::vector<ModuleSnapshot>& modules, const SurfacePlacement& placement,
                             const RenderContext& context);
     QStringList showCombinedCard(const std::vector<ModuleSnapshot>& modules,
@@ -161,9 +150,6 @@ private:
     Surface& surface(const QString& key);
     void hideSurfaces(const QSet<QString>& except);
     void hideAllSurfaces();
-    void syncNotchEditing();
-    void publishNotchArrivalOrder();
-    void saveNotchPreferences(const NotchPreferences& preferences);
 
     Dependencies m_deps;
     SpatialEngine m_engine;
@@ -178,9 +164,7 @@ private:
     QSet<QString> m_combinedCardKeys; // saved under the surface's own key
     QMap<QString, DropTranslator::Geometry> m_displayGeometry;
     std::optional<QString> m_hoveredSurfaceKey;
-    QMap<QString, SurfacePlacement> m_currentPlacements;
-    QMap<QString, QDateTime> m_placementSince;
-    QMap<QString, SurfacePlacement> m_displayedPlacements;
+    PlacementHistory m_placements;
     std::optional<QDateTime> m_lastTopologyChangeAt;
     bool m_hasPendingModuleDataChange = false;
     bool m_running = false;
@@ -190,19 +174,10 @@ private:
     ScheduledCall m_nextCycle;
     std::function<void(const QDateTime&)> m_onCycle;
     std::function<void(const DisplaySnapshot&)> m_permissionCardUpdate;
-    std::function<void(const PermissionCommand&)> m_permissionCommandHandler;
-    DetailPanelLink* m_detailPanel = nullptr;
-    NotchEditor* m_notchEditor = nullptr;
     SignalAcknowledgements m_acknowledgements;
-    QSet<QString> m_runningCommands;
-    std::optional<QString> m_editingNotchDisplayID;
-    // The docked notch of each display in this pass: its stand-in area and its members in order.
-    struct DockedNotch {
-        QRectF notch;
-        std::vector<ModuleSnapshot> members;
-    };
-    QMap<QString, DockedNotch> m_dockedNotches;
     SurfacePresentation m_presentation;
+    DetailCommandRouter m_commands;
+    NotchEditController m_notchEditing;
 };
 
 } // namespace tessary
