@@ -1,38 +1,18 @@
 #include "services/hooks/HookListener.h"
 
 #include "core/diagnostics/DiagnosticLog.h"
-#include "core/json/JsonFields.h"
-#include "modules/agents/hooks/SessionHookEvent.h"
+#include "modules/agents/hooks/HookEvent.h"
 #include "modules/agents/live/AgentEventStore.h"
-#include "modules/agents/permissions/AgentQuestion.h"
 #include "modules/agents/permissions/PermissionAgent.h"
-#include "modules/agents/permissions/PermissionSummary.h"
-#include "modules/agents/permissions/ToolCallFingerprint.h"
-#include "modules/sessions/AgentArguments.h"
 #include "services/hooks/HookConnection.h"
 #include "services/hooks/HookWire.h"
 
 #include <QJsonDocument>
 #include <QThread>
-#include <QUuid>
 
 namespace tessary {
 
 namespace {
-
-using json::string;
-
-std::optional<QString> nonEmptyString(const QJsonObject& body, const char* key) {
-    auto value = string(body, QLatin1StringView(key));
-    if (value && value->isEmpty()) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-QJsonObject objectOrEmpty(const QJsonObject& body, const char* key) {
-    return json::object(body, QLatin1StringView(key)).value_or(QJsonObject());
-}
 
 // Compares in time that depends only on the lengths, so that the token is not learnt byte by byte.
 bool constantTimeEquals(QByteArrayView a, QByteArrayView b) {
@@ -44,21 +24,6 @@ bool constantTimeEquals(QByteArrayView a, QByteArrayView b) {
         difference |= static_cast<unsigned>(left ^ right);
     }
     return difference == 0;
-}
-
-std::optional<AgentActivity> activityForNotification(const std::optional<QString>& type) {
-    if (!type) {
-        return std::nullopt;
-    }
-    if (*type == QLatin1StringView("permission_prompt") || *type == QLatin1StringView("elicitation_dialog") ||
-        *type == QLatin1StringView("elicitation_url_dialog")) {
-        return AgentActivity::blocked;
-    }
-    if (*type == QLatin1StringView("idle_prompt") || *type == QLatin1StringView("agent_needs_input") ||
-        *type == QLatin1StringView("agent_completed")) {
-        return AgentActivity::waiting;
-    }
-    return std::nullopt;
 }
 
 } // namespace
@@ -75,7 +40,13 @@ HookListener::HookListener(AgentEventStore& store, const Clock& clock, const QSt
     , m_clock(clock)
     , m_files(homeDirectory)
     , m_limits(limits)
-    , m_processes(processes) {}
+    , m_processes(processes)
+    , m_router({store, processes,
+                [this](const QString& sessionID) {
+                    return describeSession ? describeSession(sessionID) : SessionCaption{};
+                },
+                [this](const QString& sessionID) { return isDesktopSession && isDesktopSession(sessionID); },
+                [this] { requestUpdate(); }}) {}
 
 HookListener::~HookListener() {
     stop();
@@ -201,168 +172,36 @@ bool HookListener::handle(const HookRequest& request, const std::shared_ptr<Hook
         return false;
     }
     const QDateTime now = m_clock.now();
-    const QJsonObject& json = request.json;
-
     if (request.header(HookWire::statusLineHeader) == QStringLiteral("1")) {
-        if (m_store.statusLines().record(json, now)) {
+        if (m_store.statusLines().record(request.json, now)) {
             requestUpdate();
         }
         return false;
     }
-
-    const auto sessionID = string(json, QLatin1StringView("session_id"));
-    if (!sessionID) {
+    // The body is read here, once; everything after works from the event.
+    const std::optional<HookEvent> event = HookEvent::read(request.json);
+    if (!event) {
         return false;
     }
-    std::optional<qint32> agentPID;
+    HookEventRouter::Sender sender;
     if (const auto header = request.header(HookWire::agentHeader)) {
         bool isNumber = false;
         const qint32 pid = header->toInt(&isNumber, 10);
         if (isNumber) {
-            m_store.note(*sessionID, pid);
-            agentPID = pid;
+            sender.agentPID = pid;
         }
     }
-    const auto source = request.header(HookWire::sourceHeader);
-    m_store.noteAgent(*sessionID, source && !source->isEmpty()
-                                      ? *source
-                                      : QString::fromLatin1(AgentEventStore::defaultAgent));
-    if (const auto cwd = nonEmptyString(json, "cwd")) {
-        m_store.noteDirectory(*sessionID, *cwd);
-    }
-    const auto eventName = string(json, QLatin1StringView("hook_event_name"));
-
+    sender.agent = request.header(HookWire::sourceHeader);
+    m_router.noteSender(*event, sender);
     // Any event may show that a held request was answered elsewhere; it ends the hold before the
     // event itself is recorded.
-    releaseAnswered(HeldRequestRelease::Event::fromHookBody(json), DiagnosticValue::name(eventName));
-
-    bool hookStateChanged = false;
-    if (const auto reading = SessionHookEvent::read(json)) {
-        if (m_store.sessionHooks().record(*reading, *sessionID, now)) {
-            requestUpdate();
-            hookStateChanged = true;
-        }
-    }
-    if (!eventName) {
-        logHook(std::nullopt, *sessionID, json);
-        requestUpdate();
+    releaseAnswered(event->release, DiagnosticValue::name(event->name));
+    const std::optional<HookEventRouter::Hold> toHold = m_router.route(*event, sender, now);
+    if (!toHold) {
         return false;
     }
-    return routeEvent(*sessionID, *eventName, json, hookStateChanged, now, connection, agentPID);
-}
-
-bool HookListener::routeEvent(const QString& sessionID, const QString& eventName, const QJsonObject& json,
-                              bool hookStateChanged, const QDateTime& now,
-                              const std::shared_ptr<HookConnection>& connection,
-                              std::optional<qint32> agentPID) {
-    const auto logAndUpdate = [&] {
-        logHook(eventName, sessionID, json);
-        requestUpdate();
-    };
-    const auto toolName = string(json, QLatin1StringView("tool_name"));
-
-    if (eventName == QLatin1StringView(permissionRequestEvent)) {
-        routePermissionRequest(sessionID, json, now, connection, agentPID);
-        return true;
-    }
-    if (eventName == QLatin1StringView("SessionEnd")) {
-        m_store.end(sessionID, now);
-        logAndUpdate();
-        return false;
-    }
-    if (eventName == QLatin1StringView("SessionStart")) {
-        m_store.noteSessionStart(sessionID, string(json, QLatin1StringView("source")));
-        if (const auto model = string(json, QLatin1StringView("model"))) {
-            m_store.noteModel(sessionID, *model, std::nullopt, now);
-        }
-        logAndUpdate();
-        return false;
-    }
-    if (eventName == QLatin1StringView("PostModelSwitch")) {
-        if (const auto model = string(json, QLatin1StringView("to_model"))) {
-            m_store.noteModel(sessionID, *model, string(json, QLatin1StringView("from_model")), now);
-        }
-        logAndUpdate();
-        return false;
-    }
-    if (eventName == QLatin1StringView("UserPromptSubmit")) {
-        m_store.update(sessionID, AgentActivity::working, std::nullopt, std::nullopt, now);
-        m_store.notePrompt(sessionID, now);
-        logAndUpdate();
-        return false;
-    }
-    if (eventName == QLatin1StringView("PreToolUse")) {
-        routePreToolUse(sessionID, json, now, agentPID);
-        logAndUpdate();
-        return false;
-    }
-    if (eventName == QLatin1StringView("PostToolUse") ||
-        eventName == QLatin1StringView("PostToolUseFailure")) {
-        const auto toolUseID = string(json, QLatin1StringView("tool_use_id"));
-        if (!toolUseID) {
-            return false;
-        }
-        const auto outcome =
-            SessionHookEvent::toolOutcome(eventName, json.value(QLatin1StringView("tool_response")),
-                                          string(json, QLatin1StringView("error")));
-        const auto run = m_store.finishTool(*toolUseID, outcome.failed, outcome.error, now);
-        if (run && AgentChanges::longRunningTime(*run)) {
-            logAndUpdate();
-        }
-        return false;
-    }
-    if (eventName == QLatin1StringView("Stop") || eventName == QLatin1StringView("Interrupt")) {
-        const auto kind = eventName == QLatin1StringView("Stop") ? AgentTurnResult::Kind::completed
-                                                                 : AgentTurnResult::Kind::interrupted;
-        m_store.noteTurnResult(sessionID, nonEmptyString(json, "turn_id"), kind, now);
-        m_store.update(sessionID, AgentActivity::waiting, std::nullopt, std::nullopt, now);
-        m_store.discardToolStarts(sessionID);
-        logAndUpdate();
-        return false;
-    }
-    if (eventName == QLatin1StringView("StopFailure")) {
-        m_store.update(sessionID, AgentActivity::failed, std::nullopt,
-                       string(json, QLatin1StringView("error")), now);
-        m_store.discardToolStarts(sessionID);
-        logAndUpdate();
-        return false;
-    }
-    if (eventName == QLatin1StringView("Notification")) {
-        if (const auto activity =
-                activityForNotification(string(json, QLatin1StringView("notification_type")))) {
-            m_store.update(sessionID, *activity, std::nullopt, std::nullopt, now);
-            logAndUpdate();
-        }
-        return false;
-    }
-    if (eventName == QLatin1StringView("CwdChanged")) {
-        if (const auto directory = nonEmptyString(json, "new_cwd")) {
-            m_store.noteDirectory(sessionID, *directory);
-        }
-        logAndUpdate();
-        return false;
-    }
-    static const QSet<QString> sessionStateEvents{
-        QStringLiteral("SubagentStart"), QStringLiteral("SubagentStop"),     QStringLiteral("TaskCreated"),
-        QStringLiteral("TaskCompleted"), QStringLiteral("PermissionDenied"), QStringLiteral("PreCompact"),
-        QStringLiteral("PostCompact"),
-    };
-    if (hookStateChanged && sessionStateEvents.contains(eventName)) {
-        logAndUpdate();
-    }
-    return false;
-}
-
-void HookListener::logHook(const std::optional<QString>& eventName, const QString& sessionID,
-                           const QJsonObject& json) {
-    DiagnosticLog::info(DiagnosticCategory::hooks, "hook", [&] {
-        DiagnosticFields fields{{"event", DiagnosticValue::name(eventName)},
-                                {"session", DiagnosticValue::shortID(sessionID)}};
-        if (const auto tool = string(json, QLatin1StringView("tool_name"))) {
-            fields.append({"tool", DiagnosticValue::name(tool)});
-        }
-        return fields;
-    });
+    hold(*toHold, connection);
+    return true;
 }
 
 void HookListener::requestUpdate() {
@@ -381,91 +220,14 @@ void HookListener::requestUpdate() {
         Qt::QueuedConnection);
 }
 
-void HookListener::routePreToolUse(const QString& sessionID, const QJsonObject& json, const QDateTime& now,
-                                   std::optional<qint32> agentPID) {
-    const auto toolName = string(json, QLatin1StringView("tool_name"));
-    const auto displayTool = readableTool(toolName);
-    const QJsonObject input = objectOrEmpty(json, "tool_input");
-    const PermissionAgent agent = PermissionAgent::of(m_store.agent(sessionID));
-    // An agent whose questions bypass the permission request shows them only here.
-    std::optional<AgentQuestion> question;
-    if (agent.asksOutsidePermission) {
-        question = AgentQuestion::read(toolName.value_or(QString()), input);
-    }
-    if (question) {
-        m_store.update(sessionID, AgentActivity::blocked, std::nullopt, std::nullopt, now);
-    } else {
-        m_store.update(sessionID, AgentActivity::working, displayTool, std::nullopt, now);
-    }
-    const QString summary = summarizePermission(displayTool.value_or(QStringLiteral("?")), input);
-    if (question) {
-        noteUnansweredQuestion(sessionID, json, *question, displayTool, summary, agentPID, now);
-    }
-    if (const auto toolUseID = string(json, QLatin1StringView("tool_use_id"))) {
-        m_store.startTool(*toolUseID, sessionID, displayTool.value_or(QStringLiteral("?")), summary,
-                          ToolCallFingerprint::of(toolName.value_or(QString()), input), now);
-    }
-}
-
-void HookListener::routePermissionRequest(const QString& sessionID, const QJsonObject& json,
-                                          const QDateTime& now,
-                                          const std::shared_ptr<HookConnection>& connection,
-                                          std::optional<qint32> agentPID) {
-    const QString tool = string(json, QLatin1StringView("tool_name")).value_or(QString());
-    if (m_processes != nullptr && HostedSession::skipsRequest(tool, agentPID, *m_processes)) {
-        // The program hosting the session shows its own plan review.
-        send(connection, HookWire::noContentReply.toByteArray());
-        DiagnosticLog::info(DiagnosticCategory::hooks, "plan.hostingApp", [&] {
-            return DiagnosticFields{{"session", DiagnosticValue::shortID(sessionID)}};
-        });
-        return;
-    }
-    const QString displayTool = readableTool(tool).value_or(QStringLiteral("?"));
-    const QJsonObject input = objectOrEmpty(json, "tool_input");
-    const QString id = string(json, QLatin1StringView("tool_use_id"))
-                           .value_or(QUuid::createUuid().toString(QUuid::WithoutBraces));
-    const PermissionAgent agent = PermissionAgent::of(m_store.agent(sessionID));
-    const ToolCallFingerprint fingerprint = ToolCallFingerprint::of(tool, input);
-    const bool isDesktop = isDesktopSession && isDesktopSession(sessionID);
-    const std::optional<QStringList> arguments =
-        agentPID && m_processes != nullptr ? m_processes->arguments(*agentPID) : std::nullopt;
-    // Noted so that the tool's end can tell time spent waiting for an answer from running time.
-    m_store.notePermissionAsked(sessionID, fingerprint, now);
-
-    const SessionCaption sessionCaption = caption(sessionID);
-    PendingPermission pending;
-    pending.id = id;
-    pending.sessionID = sessionID;
-    pending.tool = displayTool;
-    pending.summary = summarizePermission(displayTool, input);
-    pending.files = permissionFiles(tool, input);
-    pending.networkTarget = permissionNetworkTarget(tool, input);
-    pending.sessionTitle = sessionCaption.title;
-    pending.project = sessionCaption.project;
-    pending.directory = nonEmptyString(json, "cwd");
-    pending.sessionColor = sessionCaption.color;
-    pending.question = AgentQuestion::read(tool, input);
-    pending.plan = permissionPlan(tool, input);
-    pending.askedAt = now;
-    pending.agentLabel = agent.label;
-    pending.supportsAlwaysAllow = agent.supportsAlwaysAllow;
-    pending.host = permissionHost(isDesktop, arguments);
-
-    QJsonArray suggestions;
-    for (const QJsonValue suggestion : json.value(QLatin1StringView("permission_suggestions")).toArray()) {
-        if (suggestion.isObject()) {
-            suggestions.append(suggestion);
-        }
-    }
-    hold(pending, input, fingerprint, suggestions, agent, agentPID, connection);
-}
-
-void HookListener::hold(const PendingPermission& pending, const QJsonObject& input,
-                        const ToolCallFingerprint& fingerprint, const QJsonArray& suggestions,
-                        const PermissionAgent& agent, std::optional<qint32> agentPID,
+void HookListener::hold(const HookEventRouter::Hold& request,
                         const std::shared_ptr<HookConnection>& connection) {
+    const PendingPermission& pending = request.pending;
+    const QJsonObject& input = request.input;
+    const PermissionAgent& agent = request.agent;
+    const std::optional<qint32> agentPID = request.agentPID;
     HeldRequestRelease::Held held = HeldRequestRelease::Held::of(
-        pending.id, pending.sessionID, fingerprint.tool, input, pending.askedAt, agentPID);
+        pending.id, pending.sessionID, request.fingerprint.tool, input, pending.askedAt, agentPID);
     if (pending.host) {
         // Another application answers this one: it is shown, not held.
         send(connection, HookWire::noContentReply.toByteArray());
@@ -486,7 +248,7 @@ void HookListener::hold(const PendingPermission& pending, const QJsonObject& inp
         send(earlier->connection, HookWire::noContentReply.toByteArray());
     }
 
-    const PermissionHoldPolicy policy = PermissionHoldPolicy::of(agent, isHeadless(agentPID));
+    const PermissionHoldPolicy policy = PermissionHoldPolicy::of(agent, m_router.isHeadless(agentPID));
     auto* expiry = new QTimer(this);
     expiry->setSingleShot(true);
     expiry->setTimerType(Qt::CoarseTimer);
@@ -495,8 +257,8 @@ void HookListener::hold(const PendingPermission& pending, const QJsonObject& inp
     connect(expiry, &QTimer::timeout, this, [this, id] { deadlinePassed(id); });
     expiry->start();
 
-    m_held.insert(id, Segurado{connection, std::move(held), input, suggestions, agent, policy.atDeadline,
-                               pending.askedAt.addSecs(policy.deadline), expiry});
+    m_held.insert(id, Segurado{connection, std::move(held), input, request.suggestions, agent,
+                               policy.atDeadline, pending.askedAt.addSecs(policy.deadline), expiry});
     m_heldOrder.append(id);
     m_store.request(pending);
     DiagnosticLog::info(DiagnosticCategory::hooks, "permission.held", [&] {
@@ -666,42 +428,6 @@ void HookListener::agentListRead(const ClaudeAgentList& list, const QDateTime& a
             "official list: waiting, then busy or idle");
 }
 
-void HookListener::noteUnansweredQuestion(const QString& sessionID, const QJsonObject& json,
-                                          const AgentQuestion& question,
-                                          const std::optional<QString>& displayTool, const QString& summary,
-                                          std::optional<qint32> agentPID, const QDateTime& at) {
-    if (isHeadless(agentPID)) {
-        return;
-    }
-    const PermissionAgent agent = PermissionAgent::of(m_store.agent(sessionID));
-    const QString tool = string(json, QLatin1StringView("tool_name")).value_or(QString());
-    const SessionCaption sessionCaption = caption(sessionID);
-    PendingPermission pending;
-    pending.id = string(json, QLatin1StringView("tool_use_id"))
-                     .value_or(QUuid::createUuid().toString(QUuid::WithoutBraces));
-    pending.sessionID = sessionID;
-    pending.tool = displayTool.value_or(QStringLiteral("?"));
-    pending.summary = summary;
-    pending.sessionTitle = sessionCaption.title;
-    pending.project = sessionCaption.project;
-    pending.directory = nonEmptyString(json, "cwd");
-    pending.sessionColor = sessionCaption.color;
-    pending.question = question;
-    pending.askedAt = at;
-    pending.agentLabel = agent.label;
-    pending.supportsAlwaysAllow = agent.supportsAlwaysAllow;
-    const double lifetime = agent.hookHidesTerminalQuestion ? PermissionHoldPolicy::hiddenQuestionLifetime
-                                                            : static_cast<double>(agent.decisionDeadline);
-    m_store.requestUnheld(pending,
-                          HeldRequestRelease::Held::of(pending.id, sessionID, tool,
-                                                       objectOrEmpty(json, "tool_input"), at, agentPID),
-                          at.addMSecs(static_cast<qint64>(lifetime * 1000)));
-    DiagnosticLog::info(DiagnosticCategory::hooks, "question.unanswerable", [&] {
-        return DiagnosticFields{{"session", DiagnosticValue::shortID(sessionID)},
-                                {"request", DiagnosticValue::shortID(pending.id)}};
-    });
-}
-
 void HookListener::releaseRunningCommands(const QDateTime& now) {
     if (m_processes == nullptr) {
         return;
@@ -767,17 +493,6 @@ QList<HeldRequestRelease::Held> HookListener::releaseCandidates() const {
 
 QStringList HookListener::heldRequests() const {
     return m_heldOrder;
-}
-
-bool HookListener::isHeadless(std::optional<qint32> agentPID) const {
-    if (!agentPID || m_processes == nullptr) {
-        return false;
-    }
-    return HeadlessSession::isHeadless(*agentPID, *m_processes);
-}
-
-HookListener::SessionCaption HookListener::caption(const QString& sessionID) const {
-    return describeSession ? describeSession(sessionID) : SessionCaption{};
 }
 
 } // namespace tessary

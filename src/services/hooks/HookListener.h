@@ -12,6 +12,7 @@
 #include "modules/agents/permissions/PermissionHoldPolicy.h"
 #include "modules/agents/permissions/PlanReview.h"
 #include "modules/agents/permissions/TerminalApproval.h"
+#include "services/hooks/HookEventRouter.h"
 #include "services/hooks/HookFiles.h"
 #include "services/hooks/HookSocketServer.h"
 
@@ -41,9 +42,10 @@ class HookConnection;
 // loopback interface, found through `~/.tessary/hook-endpoint` and guarded by the token in
 // `~/.tessary/hook-token`. Its sockets run on the thread "app.thetessary.hooks"; every complete
 // request comes back to the main thread, where `handle` routes it to the stores and the reply is
-// chosen. A permission request is held: its connection stays open, unanswered, until the user
-// decides on the card, the deadline passes, the connection closes, or the request proves answered
-// elsewhere. Everything here is confined to the main thread.
+// chosen. The body is read once into a `HookEvent`; `HookEventRouter` decides where it goes, and the
+// listener keeps the socket, the token, the files and the held requests. A permission request is held: its
+// connection stays open, unanswered, until the user decides on the card, the deadline passes, the connection
+// closes, or the request proves answered elsewhere. Everything here is confined to the main thread.
 class HookListener final : public QObject {
     Q_OBJECT
 public:
@@ -53,13 +55,7 @@ public:
     // Seconds between two readings of the agents' processes for commands allowed in the terminal.
     static constexpr double processSweepInterval = 1.0;
 
-    // What the card shows of a session beside a request.
-    struct SessionCaption {
-        std::optional<QString> title;
-        std::optional<QString> project;
-        std::optional<QString> color;
-        bool operator==(const SessionCaption&) const = default;
-    };
+    using SessionCaption = HookEventRouter::SessionCaption;
 
     // `homeDirectory` holds the ".tessary" folder; the store, the clock and the process reading
     // outlive the listener. Without a process reading, no session counts as headless or as driven by
@@ -137,19 +133,7 @@ private:
     };
 
     void deliver(const HookRequest& request, const std::shared_ptr<HookConnection>& connection);
-    // True when the event's reply was taken charge of (a permission request).
-    bool routeEvent(const QString& sessionID, const QString& eventName, const QJsonObject& json,
-                    bool hookStateChanged, const QDateTime& now,
-                    const std::shared_ptr<HookConnection>& connection, std::optional<qint32> agentPID);
-    void routePreToolUse(const QString& sessionID, const QJsonObject& json, const QDateTime& now,
-                         std::optional<qint32> agentPID);
-    void routePermissionRequest(const QString& sessionID, const QJsonObject& json, const QDateTime& now,
-                                const std::shared_ptr<HookConnection>& connection,
-                                std::optional<qint32> agentPID);
-    void hold(const PendingPermission& pending, const QJsonObject& input,
-              const ToolCallFingerprint& fingerprint, const QJsonArray& suggestions,
-              const PermissionAgent& agent, std::optional<qint32> agentPID,
-              const std::shared_ptr<HookConnection>& connection);
+    void hold(const HookEventRouter::Hold& request, const std::shared_ptr<HookConnection>& connection);
     void watchClosure(const std::shared_ptr<HookConnection>& connection, const QString& id);
     void connectionClosed(const QString& id, const HookConnection* connection);
     void releaseAnswered(const HeldRequestRelease::Event& event, const DiagnosticValue& reason);
@@ -157,17 +141,11 @@ private:
                  const DiagnosticValue& reason);
     void expire(const QString& id);
     void deadlinePassed(const QString& id);
-    void noteUnansweredQuestion(const QString& sessionID, const QJsonObject& json,
-                                const AgentQuestion& question, const std::optional<QString>& displayTool,
-                                const QString& summary, std::optional<qint32> agentPID, const QDateTime& at);
     void releaseRunningCommands(const QDateTime& now);
     // Removes a request from the held ones and stops its timer; the caller writes its one reply.
     std::optional<Segurado> takeHeld(const QString& id);
     static void send(const std::shared_ptr<HookConnection>& connection, const QByteArray& bytes);
     [[nodiscard]] QList<HeldRequestRelease::Held> releaseCandidates() const;
-    [[nodiscard]] bool isHeadless(std::optional<qint32> agentPID) const;
-    [[nodiscard]] SessionCaption caption(const QString& sessionID) const;
-    void logHook(const std::optional<QString>& eventName, const QString& sessionID, const QJsonObject& json);
     void requestUpdate();
     [[nodiscard]] bool tokenMatches(const std::optional<QString>& presented) const;
 
@@ -188,6 +166,7 @@ private:
     AgentListRelease m_listRelease;
     // Processes that already released a request: a long command must not release a later one.
     QSet<RunningProcessIdentity> m_processesThatReleased;
+    HookEventRouter m_router;
 };
 
 } // namespace tessary
