@@ -1,5 +1,7 @@
 // Hook requests arrive from any process on the machine that can reach the loopback port, cut into
 // reads however the network stack likes. The first byte of the input chooses how the rest is cut.
+// Each complete body is then read as the listener reads it, into a hook event.
+#include "modules/agents/hooks/HookEvent.h"
 #include "modules/agents/hooks/HookRequestReader.h"
 
 #include <cstdint>
@@ -23,6 +25,9 @@ void check(bool condition) {
 
 void checkRequest(const HookRequest& request) {
     check(!request.json.contains(QLatin1StringView("tool_response")));
+    if (const auto event = tessary::HookEvent::read(request.json)) {
+        check(event->sessionID == request.json.value(QLatin1StringView("session_id")).toString());
+    }
     for (auto it = request.headers.cbegin(); it != request.headers.cend(); ++it) {
         check(it.key() == it.key().toLower());
         const QString& value = it.value();
