@@ -1,5 +1,6 @@
 #include "platform/processes/fake/FakeAgentProcesses.h"
 #include "platform/processes/linux/LiveAgentProcesses.h"
+#include "support/FakeProcRoot.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,6 +16,7 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using tessary::testing::FakeProcRoot;
 
 Q_DECLARE_METATYPE(std::optional<QString>)
 
@@ -98,35 +100,6 @@ std::optional<qint32> childNamed(const LiveAgentProcesses& processes, qint32 pid
         5000);
     return found;
 }
-
-// A /proc of files written by the test.
-class FakeProcRoot {
-public:
-    FakeProcRoot() { QVERIFY(m_folder.isValid()); }
-    [[nodiscard]] QString root() const { return m_folder.path(); }
-
-    void file(const QString& relative, const QByteArray& content) {
-        const QString path = m_folder.filePath(relative);
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile out(path);
-        QVERIFY(out.open(QIODevice::WriteOnly));
-        out.write(content);
-    }
-    void link(const QString& relative, const QString& target) {
-        const QString path = m_folder.filePath(relative);
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        QVERIFY(QFile::link(target, path));
-    }
-    void stat(qint32 pid, char state, qint64 startTicks, qint32 parent = 1, qint32 terminal = 0) {
-        file(QString::number(pid) + u"/stat"_s,
-             QByteArray::number(pid) + " (proc) " + state + ' ' + QByteArray::number(parent) + " 1 1 " +
-                 QByteArray::number(terminal) + " -1 4194304 0 0 0 0 5 3 0 0 20 0 1 0 " +
-                 QByteArray::number(startTicks) + " 1000000 200\n");
-    }
-
-private:
-    QTemporaryDir m_folder;
-};
 
 } // namespace
 
@@ -291,15 +264,15 @@ void AgentProcessesTest::endedProcessesAreGone() {
 
 void AgentProcessesTest::scanIsCachedForOneSecond() {
     FakeProcRoot proc;
-    proc.file(u"stat"_s, "cpu 1 2 3 4\nbtime 1790000000\n");
+    proc.write(u"stat"_s, "cpu 1 2 3 4\nbtime 1790000000\n");
     proc.link(u"10/exe"_s, u"/opt/claude/bin/claude"_s);
-    proc.stat(10, 'S', 100);
+    proc.stat({.pid = 10, .startTicks = 100});
     ManualClock clock;
     const LiveAgentProcesses processes(clock, proc.root());
     QCOMPARE(processes.live(AgentProcessNames::agentNames()).size(), 1);
 
     proc.link(u"11/exe"_s, u"/usr/lib/codex/codex"_s);
-    proc.stat(11, 'S', 200);
+    proc.stat({.pid = 11, .startTicks = 200});
     clock.advance(1.0);
     QCOMPARE(processes.live(AgentProcessNames::agentNames()).size(), 1);
     QCOMPARE(processes.scanCount(), 1);
@@ -366,30 +339,31 @@ void AgentProcessesTest::processesEndingDuringTheScan() {
 
 void AgentProcessesTest::damagedAndVanishingEntries() {
     FakeProcRoot proc;
-    proc.file(u"stat"_s, "cpu 1 2 3 4\nbtime 1790000000\n");
+    proc.write(u"stat"_s, "cpu 1 2 3 4\nbtime 1790000000\n");
     // Found by its path, with its folder and start: boot plus 12.5 seconds.
     proc.link(u"10/exe"_s, u"/home/u/.local/share/claude/versions/2.1.39"_s);
     proc.link(u"10/cwd"_s, u"/work/a"_s);
-    proc.stat(10, 'S', static_cast<qint64>(12.5 * static_cast<double>(::sysconf(_SC_CLK_TCK))));
+    proc.stat({.pid = 10,
+               .startTicks = static_cast<std::uint64_t>(12.5 * static_cast<double>(::sysconf(_SC_CLK_TCK)))});
     // Ended between the listing and the reading of its state.
     proc.link(u"11/exe"_s, u"/opt/claude/claude"_s);
     // Its folder can't be read: kept, without one.
     proc.link(u"12/exe"_s, u"/opt/codex/codex"_s);
-    proc.stat(12, 'S', 100);
+    proc.stat({.pid = 12, .startTicks = 100});
     // A kernel thread has no executable, whatever its command line says.
-    proc.file(u"13/cmdline"_s, QByteArray("claude\0", 7));
-    proc.stat(13, 'S', 100);
+    proc.write(u"13/cmdline"_s, QByteArray("claude\0", 7));
+    proc.stat({.pid = 13, .startTicks = 100});
     // A runtime started by the name "claude".
     proc.link(u"14/exe"_s, u"/usr/bin/node"_s);
-    proc.file(u"14/cmdline"_s, QByteArray("/usr/local/bin/claude\0--resume\0", 31));
-    proc.stat(14, 'S', 100);
+    proc.write(u"14/cmdline"_s, QByteArray("/usr/local/bin/claude\0--resume\0", 31));
+    proc.stat({.pid = 14, .startTicks = 100});
     // A state file cut short.
     proc.link(u"15/exe"_s, u"/opt/agy/agy"_s);
-    proc.file(u"15/stat"_s, "15 (agy) S 1 1");
+    proc.write(u"15/stat"_s, "15 (agy) S 1 1");
     // A zombie.
     proc.link(u"16/exe"_s, u"/opt/claude/claude"_s);
-    proc.stat(16, 'Z', 100);
-    proc.file(u"not-a-pid/stat"_s, "x");
+    proc.stat({.pid = 16, .state = 'Z', .startTicks = 100});
+    proc.write(u"not-a-pid/stat"_s, "x");
 
     ManualClock clock;
     const LiveAgentProcesses processes(clock, proc.root());

@@ -1,6 +1,7 @@
 #include "app/logviewer/LogViewerWindow.h"
 
 #include "core/diagnostics/DiagnosticLine.h"
+#include "support/TestFiles.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -17,6 +18,7 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 namespace {
 
@@ -25,12 +27,6 @@ QByteArray logLine(int number, DiagnosticCategory category, DiagnosticLevel leve
                                 QTimeZone::utc(), category, level, u"event number=%1"_s.arg(number))
                .toUtf8() +
            '\n';
-}
-
-void append(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Append));
-    file.write(bytes);
 }
 
 void choose(QComboBox* combo, int index) {
@@ -70,10 +66,12 @@ private:
 
 void LogViewerWindowTest::init() {
     m_dir = std::make_unique<QTemporaryDir>();
-    append(m_dir->filePath(u"tessary.1.log"_s), logLine(1, DiagnosticCategory::app, DiagnosticLevel::info));
-    append(current(), logLine(2, DiagnosticCategory::hooks, DiagnosticLevel::debug) +
-                          logLine(3, DiagnosticCategory::hooks, DiagnosticLevel::error) + "\xff\x01 torn\n" +
-                          logLine(4, DiagnosticCategory::settings, DiagnosticLevel::info));
+    appendFile(m_dir->filePath(u"tessary.1.log"_s),
+               logLine(1, DiagnosticCategory::app, DiagnosticLevel::info));
+    appendFile(current(), logLine(2, DiagnosticCategory::hooks, DiagnosticLevel::debug) +
+                              logLine(3, DiagnosticCategory::hooks, DiagnosticLevel::error) +
+                              "\xff\x01 torn\n" +
+                              logLine(4, DiagnosticCategory::settings, DiagnosticLevel::info));
     m_window = std::make_unique<LogViewerWindow>(m_dir->path(), Localization());
     m_window->show();
     QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
@@ -93,7 +91,7 @@ void LogViewerWindowTest::showsBothGenerationsAndFollows() {
     for (int i = 5; i < 200; ++i) {
         more += logLine(i, DiagnosticCategory::monitor, DiagnosticLevel::info);
     }
-    append(current(), more);
+    appendFile(current(), more);
     m_window->follower().poll();
     QCOMPARE(m_window->entries().rowCount(), 200);
     QScrollBar* scroll = m_window->view()->verticalScrollBar();
@@ -102,7 +100,7 @@ void LogViewerWindowTest::showsBothGenerationsAndFollows() {
     // Not following, the view stays where the user left it.
     find<QCheckBox>(u"followsEnd"_s)->setChecked(false);
     scroll->setValue(0);
-    append(current(), logLine(300, DiagnosticCategory::monitor, DiagnosticLevel::info));
+    appendFile(current(), logLine(300, DiagnosticCategory::monitor, DiagnosticLevel::info));
     m_window->follower().poll();
     QCOMPARE(scroll->value(), 0);
 }
@@ -141,7 +139,8 @@ void LogViewerWindowTest::saysWhenThereIsNoLogYet() {
     viewer.show();
     QVERIFY(viewer.findChild<QLabel*>(u"status"_s)->text().startsWith(u"No log file yet in "_s));
     QDir().mkpath(empty.filePath(u"logs"_s));
-    append(empty.filePath(u"logs/tessary.log"_s), logLine(1, DiagnosticCategory::app, DiagnosticLevel::info));
+    appendFile(empty.filePath(u"logs/tessary.log"_s),
+               logLine(1, DiagnosticCategory::app, DiagnosticLevel::info));
     viewer.follower().poll();
     QCOMPARE(viewer.findChild<QLabel*>(u"status"_s)->text(), u"1 line"_s);
 }

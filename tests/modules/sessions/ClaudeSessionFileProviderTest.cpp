@@ -1,6 +1,7 @@
 #include "modules/sessions/ClaudeSessionFileProvider.h"
 
 #include "core/time/Clock.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,15 +19,11 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 namespace {
 
 const QDateTime now = QDateTime(QDate(2026, 3, 1), QTime(12, 0), Qt::UTC);
-
-QString fixture(const char* name) {
-    return qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/data/claude-transcripts/"_s +
-           QLatin1StringView(name);
-}
 
 QByteArray json(const QJsonObject& object) {
     return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
@@ -59,19 +56,6 @@ QByteArray filler(qint64 bytes) {
     return prefix + QByteArray(bytes - prefix.size() - suffix.size(), 'x') + suffix;
 }
 
-void write(const QString& path, const QByteArray& content) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QCOMPARE(file.write(content), content.size());
-}
-
-void append(const QString& path, const QByteArray& content) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Append));
-    QCOMPARE(file.write(content), content.size());
-}
-
 // Sets the file's modification date to `secondsAgo` before the test's now.
 void age(const QString& path, double secondsAgo) {
     const auto at = static_cast<time_t>(now.toSecsSinceEpoch() - static_cast<qint64>(secondsAgo));
@@ -95,14 +79,6 @@ QList<AgentSession> fetched(const ClaudeSessionFileProvider& provider, int limit
         return {};
     }
     return std::get<QList<AgentSession>>(result);
-}
-
-QStringList ids(const QList<AgentSession>& sessions) {
-    QStringList found;
-    for (const AgentSession& session : sessions) {
-        found.append(session.id);
-    }
-    return found;
 }
 
 } // namespace
@@ -153,16 +129,16 @@ void ClaudeSessionFileProviderTest::realTranscripts() {
     const QString shortPath =
         transcript(u"55604662-cf2a-4331-851a-ec234028f8ca"_s, u"-home-marco-projects-spotter"_s);
     QDir().mkpath(QFileInfo(shortPath).absolutePath());
-    QVERIFY(QFile::copy(fixture("short.jsonl"), shortPath));
+    QVERIFY(QFile::copy(testData(u"claude-transcripts/short.jsonl"_s), shortPath));
     const QString heavyPath =
         transcript(u"d6e0bada-1959-4eec-a9d2-0bfade768d8f"_s, u"-home-marco-projects-spotter"_s);
-    QVERIFY(QFile::copy(fixture("tool_heavy.jsonl"), heavyPath));
+    QVERIFY(QFile::copy(testData(u"claude-transcripts/tool_heavy.jsonl"_s), heavyPath));
     age(shortPath, 10);
     age(heavyPath, 20);
 
     const QList<AgentSession> sessions = fetched(provider());
-    QCOMPARE(ids(sessions), (QStringList{u"55604662-cf2a-4331-851a-ec234028f8ca"_s,
-                                         u"d6e0bada-1959-4eec-a9d2-0bfade768d8f"_s}));
+    QCOMPARE(idsOf(sessions), (QStringList{u"55604662-cf2a-4331-851a-ec234028f8ca"_s,
+                                           u"d6e0bada-1959-4eec-a9d2-0bfade768d8f"_s}));
     const AgentSession& first = sessions.first();
     QCOMPARE(first.project, u"spotter"_s);
     QCOMPARE(first.directory, u"/home/marco/projects/spotter"_s);
@@ -184,15 +160,16 @@ void ClaudeSessionFileProviderTest::subagentLayout() {
     // <root>/<project>/<session>.jsonl with <root>/<project>/<session>/subagents/agent-<id>.jsonl
     const QString session = u"ae4a77f8-aedd-4bc1-888f-c94edc91af04"_s;
     const QString main = transcript(session);
-    write(main, assistant(50'000, u"claude-opus-4-6"_s, session) +
-                    typed("user",
-                          {{"toolUseResult"_L1, QJsonObject{{"agentId"_L1, "b77c1e2-long-id"_L1},
-                                                            {"description"_L1, "Read the changelog"_L1}}}}));
+    writeFile(main, assistant(50'000, u"claude-opus-4-6"_s, session) +
+                        typed("user", {{"toolUseResult"_L1,
+                                        QJsonObject{{"agentId"_L1, "b77c1e2-long-id"_L1},
+                                                    {"description"_L1, "Read the changelog"_L1}}}}));
     const QString folder = root() + u"/-home-ana-work-atlas/"_s + session + u"/subagents/"_s;
     QDir().mkpath(folder);
     // The real subagent: no launch record, so its first prompt describes it.
-    QVERIFY(QFile::copy(fixture("subagent-agent-aac57f5.jsonl"), folder + u"agent-aac57f5.jsonl"_s));
-    write(
+    QVERIFY(QFile::copy(testData(u"claude-transcripts/subagent-agent-aac57f5.jsonl"_s),
+                        folder + u"agent-aac57f5.jsonl"_s));
+    writeFile(
         folder + u"agent-b77c1e2.jsonl"_s,
         typed("assistant",
               {{"message"_L1,
@@ -206,7 +183,7 @@ void ClaudeSessionFileProviderTest::subagentLayout() {
 
     const QList<AgentSession> sessions = fetched(provider());
     // A subagent's transcript is never a session of its own, however new.
-    QCOMPARE(ids(sessions), QStringList{session});
+    QCOMPARE(idsOf(sessions), QStringList{session});
     const QList<AgentSession::Subagent>& subagents = sessions.first().subagents;
     QCOMPARE(subagents.size(), 2);
     const AgentSession::Subagent& real = subagents.at(0);
@@ -238,9 +215,9 @@ void ClaudeSessionFileProviderTest::subagentWindow() {
     QFETCH(bool, read);
     // The folder is named by the session id of the lines, not the file's name.
     const QString main = transcript(u"renamed"_s);
-    write(main, assistant(10'000, u"claude-opus-4-6"_s, u"the-id"_s));
+    writeFile(main, assistant(10'000, u"claude-opus-4-6"_s, u"the-id"_s));
     const QString subagent = root() + u"/-home-ana-work-atlas/the-id/subagents/agent-1.jsonl"_s;
-    write(subagent, assistant(500));
+    writeFile(subagent, assistant(500));
     age(subagent, secondsAgo);
     const QList<AgentSession> sessions = fetched(provider());
     QCOMPARE(sessions.size(), 1);
@@ -285,7 +262,7 @@ void ClaudeSessionFileProviderTest::whatMakesASession_data() {
 void ClaudeSessionFileProviderTest::whatMakesASession() {
     QFETCH(QByteArray, content);
     QFETCH(qint64, tokens);
-    write(transcript(u"t"_s), content);
+    writeFile(transcript(u"t"_s), content);
     const QList<AgentSession> sessions = fetched(provider());
     if (tokens < 0) {
         QVERIFY(sessions.isEmpty());
@@ -326,9 +303,9 @@ void ClaudeSessionFileProviderTest::contextWindow() {
     QFETCH(QByteArray, settings);
     QFETCH(qint64, window);
     QFETCH(QString, label);
-    write(transcript(u"t"_s), content);
+    writeFile(transcript(u"t"_s), content);
     if (!settings.isEmpty()) {
-        write(this->settings(), settings);
+        writeFile(this->settings(), settings);
     }
     const QList<AgentSession> sessions = fetched(provider());
     QCOMPARE(sessions.size(), 1);
@@ -339,16 +316,16 @@ void ClaudeSessionFileProviderTest::contextWindow() {
 void ClaudeSessionFileProviderTest::titlesSurviveTheTailWindow() {
     // Written early, then pushed out of the 256 KiB tail: found in the first 8 KiB.
     const QString early = transcript(u"early"_s);
-    write(early, typed("custom-title", {{"customTitle"_L1, "reviewer"_L1}}) +
-                     typed("agent-color", {{"agentColor"_L1, "purple"_L1}}) + filler(300'000) +
-                     assistant(1000));
+    writeFile(early, typed("custom-title", {{"customTitle"_L1, "reviewer"_L1}}) +
+                         typed("agent-color", {{"agentColor"_L1, "purple"_L1}}) + filler(300'000) +
+                         assistant(1000));
     // Past the first 8 KiB and before the tail: in neither.
     const QString lost = transcript(u"lost"_s);
-    write(lost, filler(10'000) + typed("custom-title", {{"customTitle"_L1, "gone"_L1}}) + filler(300'000) +
-                    assistant(1000));
+    writeFile(lost, filler(10'000) + typed("custom-title", {{"customTitle"_L1, "gone"_L1}}) +
+                        filler(300'000) + assistant(1000));
     age(lost, 1);
     const QList<AgentSession> sessions = fetched(provider());
-    QCOMPARE(ids(sessions), (QStringList{u"s-1"_s, u"s-1"_s}));
+    QCOMPARE(idsOf(sessions), (QStringList{u"s-1"_s, u"s-1"_s}));
     QCOMPARE(sessions.at(0).role, u"reviewer"_s);
     QCOMPARE(sessions.at(0).roleColor, u"purple"_s);
     QCOMPARE(sessions.at(0).displayTitle(), u"reviewer"_s);
@@ -372,17 +349,17 @@ void ClaudeSessionFileProviderTest::laterReadingsWin() {
         "system", {{"subtype"_L1, "compact_boundary"_L1},
                    {"compactMetadata"_L1,
                     QJsonObject{{"trigger"_L1, "manual"_L1}, {"preTokens"_L1, 1}, {"postTokens"_L1, 1}}}});
-    write(transcript(u"t"_s),
-          typed("ai-title", {{"aiTitle"_L1, "Fix the parser"_L1}}) + goodLink + badLink + compact +
-              compactWithoutDate +
-              typed("system", {{"subtype"_L1, "turn_duration"_L1}, {"durationMs"_L1, 65'500}}) +
-              json({{"type"_L1, "assistant"_L1},
-                    {"entrypoint"_L1, "cli"_L1},
-                    {"effort"_L1, "high"_L1},
-                    {"gitBranch"_L1, "main"_L1},
-                    {"version"_L1, "2.1.330"_L1}}) +
-              assistant(5000) + json({{"entrypoint"_L1, "something-new"_L1}}) +
-              typed("user", {{"message"_L1, QJsonObject{{"content"_L1, "thanks"_L1}}}}));
+    writeFile(transcript(u"t"_s),
+              typed("ai-title", {{"aiTitle"_L1, "Fix the parser"_L1}}) + goodLink + badLink + compact +
+                  compactWithoutDate +
+                  typed("system", {{"subtype"_L1, "turn_duration"_L1}, {"durationMs"_L1, 65'500}}) +
+                  json({{"type"_L1, "assistant"_L1},
+                        {"entrypoint"_L1, "cli"_L1},
+                        {"effort"_L1, "high"_L1},
+                        {"gitBranch"_L1, "main"_L1},
+                        {"version"_L1, "2.1.330"_L1}}) +
+                  assistant(5000) + json({{"entrypoint"_L1, "something-new"_L1}}) +
+                  typed("user", {{"message"_L1, QJsonObject{{"content"_L1, "thanks"_L1}}}}));
     const QList<AgentSession> sessions = fetched(provider());
     QCOMPARE(sessions.size(), 1);
     const AgentSession& session = sessions.first();
@@ -409,12 +386,12 @@ void ClaudeSessionFileProviderTest::claudeDesktop() {
     desktop->sessions.insert(u"archived"_s, {u"local_1"_s, u"Old"_s, true});
     desktop->sessions.insert(u"s-desk"_s, {u"local_2"_s, u"From the app"_s, false});
     desktop->sessions.insert(u"by-name"_s, {u"local_3"_s, std::nullopt, false});
-    write(transcript(u"archived"_s), assistant(100, u"claude-opus-4-6"_s, u"x-1"_s));
-    write(transcript(u"desk-file"_s), assistant(100, u"claude-opus-4-6"_s, u"s-desk"_s) +
-                                          typed("ai-title", {{"aiTitle"_L1, "Generated"_L1}}));
-    write(transcript(u"by-name"_s), assistant(100, u"claude-opus-4-6"_s, u"s-other"_s) +
-                                        typed("ai-title", {{"aiTitle"_L1, "Generated"_L1}}));
-    write(transcript(u"plain"_s), assistant(100, u"claude-opus-4-6"_s, u"s-plain"_s));
+    writeFile(transcript(u"archived"_s), assistant(100, u"claude-opus-4-6"_s, u"x-1"_s));
+    writeFile(transcript(u"desk-file"_s), assistant(100, u"claude-opus-4-6"_s, u"s-desk"_s) +
+                                              typed("ai-title", {{"aiTitle"_L1, "Generated"_L1}}));
+    writeFile(transcript(u"by-name"_s), assistant(100, u"claude-opus-4-6"_s, u"s-other"_s) +
+                                            typed("ai-title", {{"aiTitle"_L1, "Generated"_L1}}));
+    writeFile(transcript(u"plain"_s), assistant(100, u"claude-opus-4-6"_s, u"s-plain"_s));
     age(transcript(u"archived"_s), 1);
     age(transcript(u"desk-file"_s), 2);
     age(transcript(u"by-name"_s), 3);
@@ -422,7 +399,7 @@ void ClaudeSessionFileProviderTest::claudeDesktop() {
 
     // The archived session takes no place: with a limit of 2 the next file comes in.
     QList<AgentSession> sessions = fetched(provider(desktop), 2);
-    QCOMPARE(ids(sessions), (QStringList{u"s-desk"_s, u"s-other"_s}));
+    QCOMPARE(idsOf(sessions), (QStringList{u"s-desk"_s, u"s-other"_s}));
     QCOMPARE(sessions.at(0).title, u"From the app"_s);
     QCOMPARE(sessions.at(0).origin, u"Desktop"_s);
     QCOMPARE(sessions.at(0).desktopSessionID, u"local_2"_s);
@@ -449,7 +426,7 @@ void ClaudeSessionFileProviderTest::damagedLinesAreSkipped() {
     content += assistant(2000);
     // A writer in the middle of its last line.
     content += R"({"type":"assistant","message":{"model":"claude-haiku-4-5","usage":{"input_tokens":77)"_ba;
-    write(transcript(u"t"_s), content);
+    writeFile(transcript(u"t"_s), content);
     const QList<AgentSession> sessions = fetched(provider());
     QCOMPARE(sessions.size(), 1);
     const AgentSession& session = sessions.first();
@@ -463,19 +440,19 @@ void ClaudeSessionFileProviderTest::damagedLinesAreSkipped() {
 
 void ClaudeSessionFileProviderTest::appendedFiles() {
     const QString path = transcript(u"t"_s);
-    write(path, assistant(1000));
+    writeFile(path, assistant(1000));
     const ClaudeSessionFileProvider reader = provider();
     QCOMPARE(fetched(reader).first().contextTokens, 1000);
 
     // A line half written: the reading before it stands.
     const QByteArray next = assistant(4000, u"claude-sonnet-4-6"_s);
-    append(path, next.left(next.size() / 2));
+    appendFile(path, next.left(next.size() / 2));
     QList<AgentSession> sessions = fetched(reader);
     QCOMPARE(sessions.first().contextTokens, 1000);
     QCOMPARE(sessions.first().model, u"claude-opus-4-6"_s);
 
     // Finished: read again although the date may not have moved, since the size did.
-    append(path, next.mid(next.size() / 2));
+    appendFile(path, next.mid(next.size() / 2));
     sessions = fetched(reader);
     QCOMPARE(sessions.first().contextTokens, 4000);
     QCOMPARE(sessions.first().model, u"claude-sonnet-4-6"_s);
@@ -486,13 +463,13 @@ void ClaudeSessionFileProviderTest::appendedFiles() {
         more += filler(1000);
     }
     more += assistant(9000);
-    append(path, more);
+    appendFile(path, more);
     QCOMPARE(fetched(reader).first().contextTokens, 9000);
 }
 
 void ClaudeSessionFileProviderTest::concurrentWriter() {
     const QString path = transcript(u"t"_s);
-    write(path, assistant(1));
+    writeFile(path, assistant(1));
     const ClaudeSessionFileProvider reader = provider();
     std::atomic<bool> done = false;
     std::thread writer([&] {
@@ -526,13 +503,13 @@ void ClaudeSessionFileProviderTest::concurrentWriter() {
 
 void ClaudeSessionFileProviderTest::unchangedFilesAreNotReadAgain() {
     const QString path = transcript(u"t"_s);
-    write(path, assistant(5555));
+    writeFile(path, assistant(5555));
     age(path, 30);
     const ClaudeSessionFileProvider reader = provider();
     QCOMPARE(fetched(reader).first().contextTokens, 5555);
 
     // Same size, same date, other bytes: the reading kept from the last poll stands.
-    write(path, assistant(6666));
+    writeFile(path, assistant(6666));
     age(path, 30);
     QCOMPARE(fetched(reader).first().contextTokens, 5555);
     // A fresh provider, or a new date, reads the file.
@@ -542,9 +519,9 @@ void ClaudeSessionFileProviderTest::unchangedFilesAreNotReadAgain() {
 
     // A file that gave nothing isn't read again either, until it changes.
     const QString empty = transcript(u"empty"_s);
-    write(empty, typed("user", {{"sessionId"_L1, "e"_L1}}));
+    writeFile(empty, typed("user", {{"sessionId"_L1, "e"_L1}}));
     QCOMPARE(fetched(reader).size(), 1);
-    append(empty, assistant(5));
+    appendFile(empty, assistant(5));
     QCOMPARE(fetched(reader).size(), 2);
 }
 
@@ -554,17 +531,17 @@ void ClaudeSessionFileProviderTest::limitsAndMissingRoot() {
     QCOMPARE(::mkfifo(QFile::encodeName(settings()).constData(), 0600), 0);
     for (int index = 0; index < 3; ++index) {
         const QString path = transcript(u"t"_s + QString::number(index));
-        write(path, assistant(100, u"claude-opus-4-6"_s, u"s"_s + QString::number(index)));
+        writeFile(path, assistant(100, u"claude-opus-4-6"_s, u"s"_s + QString::number(index)));
         age(path, index * 10);
     }
     // A transcript in a hidden folder isn't one.
-    write(root() + u"/.trash/old.jsonl"_s, assistant(100, u"claude-opus-4-6"_s, u"hidden"_s));
-    QCOMPARE(ids(fetched(provider(), 2)), (QStringList{u"s0"_s, u"s1"_s}));
-    QCOMPARE(ids(fetched(provider(), 10)), (QStringList{u"s0"_s, u"s1"_s, u"s2"_s}));
+    writeFile(root() + u"/.trash/old.jsonl"_s, assistant(100, u"claude-opus-4-6"_s, u"hidden"_s));
+    QCOMPARE(idsOf(fetched(provider(), 2)), (QStringList{u"s0"_s, u"s1"_s}));
+    QCOMPARE(idsOf(fetched(provider(), 10)), (QStringList{u"s0"_s, u"s1"_s, u"s2"_s}));
     QVERIFY(fetched(provider(), 0).isEmpty());
     // A file that vanishes gives no session, not a failure.
     QVERIFY(QFile::remove(transcript(u"t0"_s)));
-    QCOMPARE(ids(fetched(provider(), 10)), (QStringList{u"s1"_s, u"s2"_s}));
+    QCOMPARE(idsOf(fetched(provider(), 10)), (QStringList{u"s1"_s, u"s2"_s}));
 }
 
 QTEST_GUILESS_MAIN(ClaudeSessionFileProviderTest)

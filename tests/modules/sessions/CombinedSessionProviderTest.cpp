@@ -2,6 +2,8 @@
 
 #include "core/time/Clock.h"
 #include "modules/sessions/OrcaSessionHosting.h"
+#include "support/ScriptedSessionProvider.h"
+#include "support/TestFiles.h"
 
 #include <QTest>
 
@@ -9,6 +11,7 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 namespace {
 
@@ -40,33 +43,8 @@ AgentSession terminal(const QString& handle, int minute, const QString& director
     return made;
 }
 
-// A provider that answers from a script and remembers the limits it was asked with.
-class ScriptedProvider final : public SessionProvider {
-public:
-    explicit ScriptedProvider(SessionFetchResult answer)
-        : m_answer(std::move(answer)) {}
-
-    SessionFetchResult fetchSessions(int limit) const override {
-        m_limits.append(limit);
-        if (const auto* sessions = std::get_if<QList<AgentSession>>(&m_answer)) {
-            return sessions->mid(0, limit);
-        }
-        return m_answer;
-    }
-    DiagnosticLiteral providerName() const override { return "ScriptedProvider"; }
-
-    mutable QList<int> m_limits;
-
-private:
-    SessionFetchResult m_answer;
-};
-
 QStringList ids(const SessionFetchResult& result) {
-    QStringList found;
-    for (const AgentSession& each : std::get<QList<AgentSession>>(result)) {
-        found.append(each.id);
-    }
-    return found;
+    return idsOf(std::get<QList<AgentSession>>(result));
 }
 
 } // namespace
@@ -100,8 +78,9 @@ void CombinedSessionProviderTest::init() {
 }
 
 void CombinedSessionProviderTest::newerOfTwoWithOneIdStays() {
-    auto first = std::make_shared<ScriptedProvider>(QList{session(u"a"_s, 1, u"old"_s), session(u"b"_s, 5)});
-    auto second = std::make_shared<ScriptedProvider>(QList{session(u"a"_s, 9, u"new"_s)});
+    auto first =
+        std::make_shared<ScriptedSessionProvider>(QList{session(u"a"_s, 1, u"old"_s), session(u"b"_s, 5)});
+    auto second = std::make_shared<ScriptedSessionProvider>(QList{session(u"a"_s, 9, u"new"_s)});
     const SessionFetchResult result = combined({first, second}).fetchSessions(10);
     QCOMPARE(ids(result), (QStringList{u"a"_s, u"b"_s}));
     QCOMPARE(std::get<QList<AgentSession>>(result).first().project, u"new"_s);
@@ -109,9 +88,9 @@ void CombinedSessionProviderTest::newerOfTwoWithOneIdStays() {
 
 void CombinedSessionProviderTest::equalTimesKeepTheEarlierProvider() {
     auto first =
-        std::make_shared<ScriptedProvider>(QList{session(u"a"_s, 3, u"first"_s), session(u"c"_s, 3)});
+        std::make_shared<ScriptedSessionProvider>(QList{session(u"a"_s, 3, u"first"_s), session(u"c"_s, 3)});
     auto second =
-        std::make_shared<ScriptedProvider>(QList{session(u"b"_s, 3), session(u"a"_s, 3, u"second"_s)});
+        std::make_shared<ScriptedSessionProvider>(QList{session(u"b"_s, 3), session(u"a"_s, 3, u"second"_s)});
     const SessionFetchResult result = combined({first, second}).fetchSessions(10);
     QCOMPARE(ids(result), (QStringList{u"a"_s, u"c"_s, u"b"_s}));
     QCOMPARE(std::get<QList<AgentSession>>(result).first().project, u"first"_s);
@@ -120,14 +99,14 @@ void CombinedSessionProviderTest::equalTimesKeepTheEarlierProvider() {
 void CombinedSessionProviderTest::limitCutsBeforeAndAfterTheMerge() {
     // Seven distinct sessions; each provider gives its 4 newest of what it has, and the merge
     // gives the 5 newest of those.
-    auto first = std::make_shared<ScriptedProvider>(
+    auto first = std::make_shared<ScriptedSessionProvider>(
         QList{session(u"a7"_s, 70), session(u"a5"_s, 50), session(u"a3"_s, 30), session(u"a1"_s, 10)});
-    auto second = std::make_shared<ScriptedProvider>(
+    auto second = std::make_shared<ScriptedSessionProvider>(
         QList{session(u"b6"_s, 60), session(u"b4"_s, 40), session(u"b2"_s, 20)});
     const SessionFetchResult result = combined({first, second}).fetchSessions(5);
     QCOMPARE(ids(result), (QStringList{u"a7"_s, u"b6"_s, u"a5"_s, u"b4"_s, u"a3"_s}));
-    QCOMPARE(first->m_limits, QList<int>{5});
-    QCOMPARE(second->m_limits, QList<int>{5});
+    QCOMPARE(first->limits(), QList<int>{5});
+    QCOMPARE(second->limits(), QList<int>{5});
 
     // A limit also cuts what each provider gives: with 2, the first gives a7, a5 only.
     const SessionFetchResult two = combined({first, second}).fetchSessions(2);
@@ -135,15 +114,15 @@ void CombinedSessionProviderTest::limitCutsBeforeAndAfterTheMerge() {
 }
 
 void CombinedSessionProviderTest::failingProviderIsLoggedAndPassedOver() {
-    auto failing = std::make_shared<ScriptedProvider>(
+    auto failing = std::make_shared<ScriptedSessionProvider>(
         SessionProviderError{DiagnosticValue::errorKind("OrcaParseError", qint64(1)), u"no list"_s});
-    auto working = std::make_shared<ScriptedProvider>(QList{session(u"x"_s, 1)});
+    auto working = std::make_shared<ScriptedSessionProvider>(QList{session(u"x"_s, 1)});
     const SessionFetchResult result = combined({failing, working}).fetchSessions(5);
     QCOMPARE(ids(result), QStringList{u"x"_s});
     const QStringList lines = m_logger->recentLines();
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines.first().contains(u"monitor"_s) && lines.first().contains(u"session.provider.failed"_s) &&
-                 lines.first().contains(u"provider=ScriptedProvider"_s) &&
+                 lines.first().contains(u"provider=ScriptedSessionProvider"_s) &&
                  lines.first().contains(u"error=OrcaParseError#1"_s),
              qPrintable(lines.first()));
     // The user text of the failure never reaches the log.
@@ -155,10 +134,10 @@ void CombinedSessionProviderTest::failingProviderIsLoggedAndPassedOver() {
 }
 
 void CombinedSessionProviderTest::orcaReadingsOnlyMarkTranscriptSessions() {
-    auto transcripts = std::make_shared<ScriptedProvider>(
+    auto transcripts = std::make_shared<ScriptedSessionProvider>(
         QList{transcript(u"s1"_s, 10, u"/w/app"_s), transcript(u"s2"_s, 5, u"/w/lib"_s),
               transcript(u"s3"_s, 4, u"/w/app"_s, u"codex"_s)});
-    auto orca = std::make_shared<ScriptedProvider>(
+    auto orca = std::make_shared<ScriptedSessionProvider>(
         QList{terminal(u"t1"_s, 20, u"/w/app"_s), terminal(u"t9"_s, 30, u"/w/elsewhere"_s)});
     const SessionFetchResult result = combined({transcripts, orca}).fetchSessions(10);
     // The terminal with no transcript session leaves no row, and neither does the hosted one.
@@ -192,10 +171,10 @@ void CombinedSessionProviderTest::orcaTerminalsServeOneSessionEach() {
 }
 
 void CombinedSessionProviderTest::emptyAndZeroLimit() {
-    auto some = std::make_shared<ScriptedProvider>(QList{session(u"a"_s, 1)});
+    auto some = std::make_shared<ScriptedSessionProvider>(QList{session(u"a"_s, 1)});
     QVERIFY(ids(combined({}).fetchSessions(5)).isEmpty());
     QVERIFY(ids(combined({some}).fetchSessions(0)).isEmpty());
-    QVERIFY(some->m_limits.isEmpty());
+    QVERIFY(some->limits().isEmpty());
     QCOMPARE(combined({some, nullptr}).providers().size(), 1);
 }
 

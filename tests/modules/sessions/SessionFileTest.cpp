@@ -1,6 +1,7 @@
 #include "modules/sessions/SessionFile.h"
 
 #include "core/time/Clock.h"
+#include "support/TestFiles.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -18,20 +19,9 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 namespace {
-
-QString fixture(const char* name) {
-    return qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/data/claude-transcripts/"_s +
-           QLatin1StringView(name);
-}
-
-void write(const QString& path, const QByteArray& content) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QCOMPARE(file.write(content), content.size());
-}
 
 void touch(const QString& path, qint64 secondsSinceEpoch) {
     const utimbuf times{secondsSinceEpoch, secondsSinceEpoch};
@@ -185,7 +175,7 @@ void SessionFileTest::tailLines() {
     QFETCH(QByteArray, content);
     QFETCH(qint64, bytes);
     QFETCH(QStringList, expected);
-    write(path(u"t.jsonl"_s), content);
+    writeFile(path(u"t.jsonl"_s), content);
     QCOMPARE(SessionFile::tailLines(path(u"t.jsonl"_s), bytes), expected);
 }
 
@@ -198,7 +188,7 @@ void SessionFileTest::tailOfMissingFileIsEmpty() {
 }
 
 void SessionFileTest::headIsBoundedAndRepaired() {
-    write(path(u"h.jsonl"_s), QByteArray("{\"a\":1}\n\xe2\x82") + QByteArray(100, 'x'));
+    writeFile(path(u"h.jsonl"_s), QByteArray("{\"a\":1}\n\xe2\x82") + QByteArray(100, 'x'));
     QCOMPARE(SessionFile::head(path(u"h.jsonl"_s), 8), u"{\"a\":1}\n"_s);
     const auto cut = SessionFile::head(path(u"h.jsonl"_s), 10);
     QVERIFY(cut && cut->startsWith(u"{\"a\":1}\n\uFFFD"_s) && !cut->contains(u'x'));
@@ -209,12 +199,12 @@ void SessionFileTest::headIsBoundedAndRepaired() {
 
 void SessionFileTest::latestValueNewestFirst() {
     const QString file = path(u"v.jsonl"_s);
-    write(file, "{\"type\":\"assistant\",\"model\":\"old\"}\n"
-                "{\"type\":\"user\",\"model\":\"not an assistant\"}\n"
-                "not json at all \"assistant\"\n"
-                "{\"type\":\"assistant\",\"model\":\"new\"}\n"
-                "{\"type\":\"assistant\",\"effort\":\"high\"}\n"
-                "{\"type\":\"assistant\",\"model\":\"half");
+    writeFile(file, "{\"type\":\"assistant\",\"model\":\"old\"}\n"
+                    "{\"type\":\"user\",\"model\":\"not an assistant\"}\n"
+                    "not json at all \"assistant\"\n"
+                    "{\"type\":\"assistant\",\"model\":\"new\"}\n"
+                    "{\"type\":\"assistant\",\"effort\":\"high\"}\n"
+                    "{\"type\":\"assistant\",\"model\":\"half");
     // The unfinished line and the one without a model are passed over.
     QCOMPARE(latestOfType(file, u"assistant"_s, u"model"_s), u"new"_s);
     // The needle filters before the transform sees anything.
@@ -253,7 +243,7 @@ void SessionFileTest::latestValueBounds() {
     // 13 + 1 bytes, 1024 + 1 bytes, then a line without the needle.
     const QByteArray longLine = "{\"k\":\"b\",\"x\":\"" + QByteArray(1024 - 16, 'x') + "\"}";
     QCOMPARE(longLine.size(), 1024);
-    write(file, "{\"k\":\"a\",\"n\"}\n" + longLine + "\n{\"other\":1}\n");
+    writeFile(file, "{\"k\":\"a\",\"n\"}\n" + longLine + "\n{\"other\":1}\n");
     const auto found = SessionFile::latestValue(
         file, u"\"k\""_s, maximumBytes, maximumLineBytes,
         [](const QString& line) -> std::optional<QString> { return line.mid(6, 1); });
@@ -278,27 +268,27 @@ void SessionFileTest::latestValueAcrossChunks() {
     const QByteArray padStart = "{\"type\":\"progress\",\"data\":\"";
     suffix += padStart + QByteArray(suffixSize - suffix.size() - padStart.size() - 3, 'q') + "\"}\n";
     QCOMPARE(suffix.size(), suffixSize);
-    write(file, prefix + wanted + suffix);
+    writeFile(file, prefix + wanted + suffix);
     QCOMPARE(latestOfType(file, u"custom-title"_s, u"customTitle"_s, 4 * SessionFile::chunkBytes),
              u"Spanning"_s);
 
     // Without that line, the search reaches the first line of the file, given the budget.
     const qint64 size = prefix.size() + suffix.size();
-    write(file, prefix + suffix);
+    writeFile(file, prefix + suffix);
     QCOMPARE(latestOfType(file, u"custom-title"_s, u"customTitle"_s, size), u"Early"_s);
     QVERIFY(!latestOfType(file, u"custom-title"_s, u"customTitle"_s, size - 10));
 }
 
 void SessionFileTest::newestListsTranscriptsOnly() {
     const QString root = path(u"projects"_s);
-    write(root + u"/p1/a.jsonl"_s, "{}\n");
-    write(root + u"/p1/b.jsonl"_s, "{}\n");
-    write(root + u"/p2/s/subagents/agent-1.jsonl"_s, "{}\n");
-    write(root + u"/p2/c.JSONL"_s, "{}\n");
-    write(root + u"/p2/c.jsonl.bak"_s, "{}\n");
-    write(root + u"/p2/.hidden.jsonl"_s, "{}\n");
-    write(root + u"/.cache/d.jsonl"_s, "{}\n");
-    write(root + u"/p3/e.jsonl"_s, "{}\n");
+    writeFile(root + u"/p1/a.jsonl"_s, "{}\n");
+    writeFile(root + u"/p1/b.jsonl"_s, "{}\n");
+    writeFile(root + u"/p2/s/subagents/agent-1.jsonl"_s, "{}\n");
+    writeFile(root + u"/p2/c.JSONL"_s, "{}\n");
+    writeFile(root + u"/p2/c.jsonl.bak"_s, "{}\n");
+    writeFile(root + u"/p2/.hidden.jsonl"_s, "{}\n");
+    writeFile(root + u"/.cache/d.jsonl"_s, "{}\n");
+    writeFile(root + u"/p3/e.jsonl"_s, "{}\n");
     touch(root + u"/p1/a.jsonl"_s, 1'700'000'300);
     touch(root + u"/p1/b.jsonl"_s, 1'700'000'100);
     touch(root + u"/p2/s/subagents/agent-1.jsonl"_s, 1'700'000'200);
@@ -360,7 +350,7 @@ void SessionFileTest::projectNameFallsBackToTheFileFolder() {
 
 void SessionFileTest::transcriptFixtures() {
     // Every line of a real transcript's tail is a JSON object, save the cut first one.
-    const QString shortTranscript = fixture("short.jsonl");
+    const QString shortTranscript = testData(u"claude-transcripts/short.jsonl"_s);
     const QStringList all = SessionFile::tailLines(shortTranscript, 0);
     QCOMPARE(all.size(), 15);
     for (const QString& line : all) {
@@ -374,7 +364,7 @@ void SessionFileTest::transcriptFixtures() {
     QCOMPARE(latestOfType(shortTranscript, u"assistant"_s, u"sessionId"_s),
              u"55604662-cf2a-4331-851a-ec234028f8ca"_s);
     const auto model = SessionFile::latestValue(
-        fixture("subagent-agent-aac57f5.jsonl"), u"\"model\""_s, 1 << 20, 1 << 20,
+        testData(u"claude-transcripts/subagent-agent-aac57f5.jsonl"_s), u"\"model\""_s, 1 << 20, 1 << 20,
         [](const QString& line) -> std::optional<QString> {
             const auto json = object(line);
             const QString value =
@@ -382,9 +372,10 @@ void SessionFileTest::transcriptFixtures() {
             return value.isEmpty() ? std::nullopt : std::optional(value);
         });
     QCOMPARE(model, u"claude-sonnet-4-5-20250929"_s);
-    const auto started = SessionFile::head(fixture("tool_heavy.jsonl"), 8192);
+    const auto started = SessionFile::head(testData(u"claude-transcripts/tool_heavy.jsonl"_s), 8192);
     QVERIFY(started && started->size() <= 8192);
-    QCOMPARE(SessionFile::projectName(u"/home/marco/projects/spotter"_s, fixture("short.jsonl")),
+    QCOMPARE(SessionFile::projectName(u"/home/marco/projects/spotter"_s,
+                                      testData(u"claude-transcripts/short.jsonl"_s)),
              u"spotter"_s);
 }
 
@@ -393,7 +384,7 @@ void SessionFileTest::readingWhileAWriterAppends() {
     // whole line is ever garbled, the numbers only go up, and a half-written last line is
     // passed over by the search.
     const QString file = path(u"live.jsonl"_s);
-    write(file, {});
+    writeFile(file, {});
     std::atomic_bool stop{false};
     std::atomic_int written{0};
     std::thread writer([&] {

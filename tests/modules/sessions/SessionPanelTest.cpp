@@ -1,9 +1,12 @@
 #include "modules/sessionpanel/SessionPanel.h"
 
+#include "support/TestFiles.h"
+
 #include <QTest>
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 namespace {
 
@@ -56,14 +59,6 @@ PendingPermission request(const QString& id, const QString& sessionID) {
     made.summary = u"rm -rf build"_s;
     made.askedAt = ago(30);
     return made;
-}
-
-QStringList ids(const std::vector<DetailSection>& sections) {
-    QStringList found;
-    for (const DetailSection& section : sections) {
-        found.append(section.id);
-    }
-    return found;
 }
 
 } // namespace
@@ -337,7 +332,7 @@ void SessionPanelTest::sessionRow() {
 
     // The transcript's subagent and the one only the hooks know of, then the request of this
     // session, its denial and its tasks.
-    QCOMPARE(ids(row.children),
+    QCOMPARE(idsOf(row.children),
              (QStringList{u"claude/session/s1/subagent/abc12345"_s, u"claude/session/s1/subagent/zzz999"_s,
                           u"claude/session/s1/request/r1"_s, u"claude/session/s1/denial/d1"_s,
                           u"claude/session/s1/tasks"_s}));
@@ -374,9 +369,9 @@ void SessionPanelTest::groupsByOrcaProject() {
     inputs.sessions = {session(u"plain"_s, 5), hosted, unnamed};
 
     const std::vector<DetailSection> rows = SessionPanel::groupedSections(inputs, context());
-    QCOMPARE(ids(rows), (QStringList{u"claude/orca/Atlas"_s, u"claude/session/h1"_s, u"claude/orca/ground"_s,
-                                     u"claude/session/h2"_s, u"claude/sessions/outside-orca"_s,
-                                     u"claude/session/plain"_s}));
+    QCOMPARE(idsOf(rows), (QStringList{u"claude/orca/Atlas"_s, u"claude/session/h1"_s,
+                                       u"claude/orca/ground"_s, u"claude/session/h2"_s,
+                                       u"claude/sessions/outside-orca"_s, u"claude/session/plain"_s}));
     QVERIFY(rows.at(0).isHeading);
     QCOMPARE(rows.at(4).title, u"Other sessions"_s);
     QCOMPARE(rows.at(1).action, DetailAction(action::FocusAppItem{u"com.stablyai.orca"_s, u"term-4"_s}));
@@ -384,7 +379,7 @@ void SessionPanelTest::groupsByOrcaProject() {
 
     // With no group there are no headings.
     inputs.sessions = {session(u"a"_s, 5), session(u"b"_s, 1)};
-    QCOMPARE(ids(SessionPanel::groupedSections(inputs, context())),
+    QCOMPARE(idsOf(SessionPanel::groupedSections(inputs, context())),
              (QStringList{u"claude/session/b"_s, u"claude/session/a"_s}));
     inputs.sessions.clear();
     QVERIFY(SessionPanel::groupedSections(inputs, context()).empty());
@@ -420,7 +415,7 @@ void SessionPanelTest::backgroundAgents() {
     agents[u"d"_s].agent.needs = u"a review"_s;
     agents[u"e"_s].agent.name = u"nightly build"_s;
     const std::vector<DetailSection> rows = SessionPanel::backgroundSections(agents, context());
-    QCOMPARE(ids(rows),
+    QCOMPARE(idsOf(rows),
              (QStringList{u"claude/background"_s, u"claude/background/d"_s, u"claude/background/e"_s,
                           u"claude/background/a"_s, u"claude/background/b"_s}));
     QCOMPARE(rows.at(0).title, u"Background agents"_s);

@@ -2,6 +2,7 @@
 #include "core/diagnostics/DiagnosticLogger.h"
 #include "services/localservices/LocalServicesMonitor.h"
 #include "services/shell/Shell.h"
+#include "support/FakeProcRoot.h"
 
 #include <QElapsedTimer>
 #include <QFuture>
@@ -226,40 +227,31 @@ void LocalServicesScanTest::lsofAndProcSeeTheSameListeners() {
 }
 
 void LocalServicesScanTest::procListenersFromAFakeTree() {
-    QTemporaryDir root;
-    const auto write = [&](const QString& relative, const QByteArray& content) {
-        QDir().mkpath(QFileInfo(root.filePath(relative)).path());
-        QFile file(root.filePath(relative));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(content);
-    };
-    const ProcFileSystem fake(root.path());
+    FakeProcRoot proc;
+    const ProcFileSystem fake(proc.root());
     // Without tables there is nothing to say.
     const ListenerListing unreadable =
         ProcListenerSource(fake, ProcListenerSource::SocketTable::files).listeners();
     QVERIFY(std::holds_alternative<LocalServicesError>(unreadable));
     QCOMPARE(std::get<LocalServicesError>(unreadable).message,
-             u"could not read "_s + root.path() + u"/net/tcp"_s);
+             u"could not read "_s + proc.root() + u"/net/tcp"_s);
 
-    write(
+    proc.write(
         u"net/tcp"_s,
         "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout inode\n"
         "   0: 0100007F:0BB8 00000000:0000 0A 00000000:00000000 00:00000000 00000000  1000        0 501 1\n"
         "   1: 00000000:0BB8 00000000:0000 0A 00000000:00000000 00:00000000 00000000  1000        0 502 1\n"
         "   2: 0100007F:1F90 00000000:0000 0A 00000000:00000000 00:00000000 00000000  1000        0 503 1\n"
         "   3: 0100007F:1F91 0100007F:D2F0 01 00000000:00000000 00:00000000 00000000  1000        0 504 1\n");
-    write(u"40/stat"_s, "40 (node) S 1 40 40 0 -1 0 0 0 0 0 1 1 0 0 20 0 1 0 7 1000 50 0\n");
-    write(u"41/stat"_s, "41 (nginx) S 1 41 41 0 -1 0 0 0 0 0 1 1 0 0 20 0 1 0 7 1000 50 0\n");
-    QDir().mkpath(root.filePath(u"40/fd"_s));
-    QDir().mkpath(root.filePath(u"41/fd"_s));
-    QDir().mkpath(root.filePath(u"42/fd"_s)); // ended: its stat is gone
-    QVERIFY(QFile::link(u"socket:[501]"_s, root.filePath(u"40/fd/3"_s)));
-    QVERIFY(QFile::link(u"socket:[502]"_s, root.filePath(u"40/fd/4"_s)));
-    QVERIFY(QFile::link(u"/dev/null"_s, root.filePath(u"40/fd/0"_s)));
-    QVERIFY(QFile::link(u"socket:[503]"_s, root.filePath(u"41/fd/6"_s)));
-    QVERIFY(QFile::link(u"socket:[504]"_s, root.filePath(u"41/fd/7"_s))); // connected, not listening
-    QVERIFY(QFile::link(u"socket:[503]"_s, root.filePath(u"42/fd/6"_s)));
-    QVERIFY(QFile::link(u"socket:[99x]"_s, root.filePath(u"41/fd/8"_s)));
+    proc.stat({.pid = 40, .command = "node"});
+    proc.stat({.pid = 41, .command = "nginx"});
+    proc.link(u"40/fd/3"_s, u"socket:[501]"_s);
+    proc.link(u"40/fd/4"_s, u"socket:[502]"_s);
+    proc.link(u"40/fd/0"_s, u"/dev/null"_s);
+    proc.link(u"41/fd/6"_s, u"socket:[503]"_s);
+    proc.link(u"41/fd/7"_s, u"socket:[504]"_s); // connected, not listening
+    proc.link(u"42/fd/6"_s, u"socket:[503]"_s); // ended: its stat is gone
+    proc.link(u"41/fd/8"_s, u"socket:[99x]"_s);
 
     const ListenerListing listing =
         ProcListenerSource(fake, ProcListenerSource::SocketTable::files).listeners();

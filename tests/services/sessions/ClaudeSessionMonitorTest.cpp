@@ -1,6 +1,7 @@
 #include "services/sessions/ClaudeSessionMonitor.h"
 
 #include "core/diagnostics/DiagnosticLogger.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -9,13 +10,9 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 namespace {
-
-QString fixture(const char* name) {
-    return qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/data/claude-transcripts/"_s +
-           QLatin1StringView(name);
-}
 
 // Hides a provider that can be told to see nothing, as a folder being rewritten would.
 class Blinking final : public SessionProvider {
@@ -53,7 +50,8 @@ private:
     }
     void copyTranscript(const QString& folder, const char* name, const QString& as) {
         QVERIFY(QDir().mkpath(folder));
-        QVERIFY(QFile::copy(fixture(name), folder + u'/' + as));
+        QVERIFY(
+            QFile::copy(testData(u"claude-transcripts/"_s + QLatin1StringView(name)), folder + u'/' + as));
     }
 
     std::unique_ptr<QTemporaryDir> m_home;

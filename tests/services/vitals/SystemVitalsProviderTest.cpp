@@ -1,5 +1,6 @@
 #include "core/diagnostics/DiagnosticLogger.h"
 #include "services/vitals/SystemVitalsMonitor.h"
+#include "support/FakeProcRoot.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,52 +11,32 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using tessary::testing::FakeProcRoot;
 
 namespace {
 
-// A /proc of files written by the test. Files under it belong to whoever runs the test, which is then
-// the owner of every fake process.
-class FakeProc {
-public:
-    FakeProc() { QVERIFY(m_folder.isValid()); }
+void machine(FakeProcRoot& proc, quint64 user, quint64 system, quint64 idle) {
+    proc.write(u"stat"_s, QByteArray("cpu  ") + QByteArray::number(user) + " 0 " +
+                              QByteArray::number(system) + " " + QByteArray::number(idle) +
+                              " 0 0 0 0 0 0\ncpu0 0 0 0 0\ncpu1 0 0 0 0\nbtime 1790000000\n");
+}
 
-    [[nodiscard]] QString root() const { return m_folder.path(); }
-
-    void write(const QString& relative, const QByteArray& content) {
-        const QString path = m_folder.filePath(relative);
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(content);
+// A process: `ticks` of CPU time, started at `start` ticks after boot, with `privatePages` of its own.
+void process(FakeProcRoot& proc, int pid, const QByteArray& command, quint64 ticks, quint64 start,
+             quint64 privatePages, const QString& executable = {}, char state = 'S',
+             quint32 flags = 4194560) {
+    proc.stat({.pid = pid,
+               .command = command,
+               .state = state,
+               .flags = flags,
+               .userTicks = ticks,
+               .startTicks = start});
+    proc.write(QString::number(pid) + u"/statm"_s,
+               "1000 " + QByteArray::number(privatePages + 10) + " 10 1 0 100 0\n");
+    if (!executable.isEmpty()) {
+        proc.link(QString::number(pid) + u"/exe"_s, executable);
     }
-    void link(const QString& relative, const QString& target) {
-        const QString path = m_folder.filePath(relative);
-        QDir().mkpath(QFileInfo(path).path());
-        QFile::remove(path);
-        QVERIFY(QFile::link(target, path));
-    }
-
-    void machine(quint64 user, quint64 system, quint64 idle) {
-        write(u"stat"_s, QByteArray("cpu  ") + QByteArray::number(user) + " 0 " + QByteArray::number(system) +
-                             " " + QByteArray::number(idle) +
-                             " 0 0 0 0 0 0\ncpu0 0 0 0 0\ncpu1 0 0 0 0\nbtime 1790000000\n");
-    }
-    // A process: `ticks` of CPU time, started at `start` ticks after boot, with `privatePages` of its own.
-    void process(int pid, const QByteArray& command, quint64 ticks, quint64 start, quint64 privatePages,
-                 const QString& executable = {}, char state = 'S', quint32 flags = 4194560) {
-        const QString folder = QString::number(pid);
-        write(folder + u"/stat"_s, QByteArray::number(pid) + " (" + command + ") " + state + " 1 1 1 0 -1 " +
-                                       QByteArray::number(flags) + " 0 0 0 0 " + QByteArray::number(ticks) +
-                                       " 0 0 0 20 0 1 0 " + QByteArray::number(start) + " 1000 50 0\n");
-        write(folder + u"/statm"_s, "1000 " + QByteArray::number(privatePages + 10) + " 10 1 0 100 0\n");
-        if (!executable.isEmpty()) {
-            link(folder + u"/exe"_s, executable);
-        }
-    }
-
-private:
-    QTemporaryDir m_folder;
-};
+}
 
 const ProcessUsage* row(const SystemVitalsSnapshot& snapshot, const QString& id) {
     for (const ProcessUsage& usage : snapshot.processes) {
@@ -90,17 +71,17 @@ private slots:
 };
 
 void SystemVitalsProviderTest::firstSampleIsABaselineThenLoadAndShares() {
-    FakeProc proc;
-    proc.machine(1000, 500, 8500);
+    FakeProcRoot proc;
+    machine(proc, 1000, 500, 8500);
     proc.write(u"meminfo"_s, "MemTotal: 1000 kB\nMemAvailable: 600 kB\n");
     proc.write(u"loadavg"_s, "0.50 0.40 0.30 1/100 999\n");
     proc.write(u"pressure/cpu"_s, "some avg10=3.00 avg60=1.00 avg300=0.00 total=5\n");
     proc.write(u"pressure/memory"_s,
                "some avg10=0.00 avg60=0.00 avg300=0.00 total=0\nfull avg10=0.00 avg60=0.00 "
                "avg300=0.00 total=0\n");
-    proc.process(100, "chrome", 100, 5000, 100, u"/opt/google/chrome/chrome"_s);
-    proc.process(101, "chrome_crashpad", 50, 5001, 20, u"/opt/google/chrome/chrome_crashpad_handler"_s);
-    proc.process(105, "node", 10, 6000, 30, u"/usr/bin/node"_s);
+    process(proc, 100, "chrome", 100, 5000, 100, u"/opt/google/chrome/chrome"_s);
+    process(proc, 101, "chrome_crashpad", 50, 5001, 20, u"/opt/google/chrome/chrome_crashpad_handler"_s);
+    process(proc, 105, "node", 10, 6000, 30, u"/usr/bin/node"_s);
     proc.write(u"105/cmdline"_s, QByteArray("node\0server.js\0", 15));
     proc.link(u"105/cwd"_s, u"/home/u/shop"_s);
 
@@ -122,8 +103,8 @@ void SystemVitalsProviderTest::firstSampleIsABaselineThenLoadAndShares() {
 
     // Four seconds later: the machine was half busy, chrome used 2 seconds of CPU time of 2 cores.
     const auto ticks = static_cast<quint64>(::sysconf(_SC_CLK_TCK));
-    proc.machine(1300, 600, 8900);
-    proc.process(100, "chrome", 100 + 2 * ticks, 5000, 100, u"/opt/google/chrome/chrome"_s);
+    machine(proc, 1300, 600, 8900);
+    process(proc, 100, "chrome", 100 + 2 * ticks, 5000, 100, u"/opt/google/chrome/chrome"_s);
     const SystemVitalsSnapshot second = sampled(provider, t0.addSecs(4));
     QVERIFY(second.cpu);
     QCOMPARE(second.cpu->percent, 50.0);
@@ -135,16 +116,16 @@ void SystemVitalsProviderTest::firstSampleIsABaselineThenLoadAndShares() {
 }
 
 void SystemVitalsProviderTest::vanishingProcessesAndKernelThreadsAreLeftOut() {
-    FakeProc proc;
-    proc.machine(1, 1, 1);
+    FakeProcRoot proc;
+    machine(proc, 1, 1, 1);
     proc.write(u"meminfo"_s, "MemTotal: 1000 kB\nMemAvailable: 600 kB\n");
-    proc.process(2, "kthreadd", 0, 1, 0, {}, 'S', 0x00200040);
-    proc.process(100, "vim", 5, 10, 10, u"/usr/bin/vim"_s);
+    process(proc, 2, "kthreadd", 0, 1, 0, {}, 'S', 0x00200040);
+    process(proc, 100, "vim", 5, 10, 10, u"/usr/bin/vim"_s);
     proc.write(u"102/stat"_s, "102 (gone) S 1 1 1 0 -1 0 0 0 0 0 1 0 0 0 20 0 1 0 7 1000 50 0\n"); // no statm
     QDir(proc.root()).mkpath(u"103"_s);            // nothing left
     proc.write(u"104/stat"_s, "104 (half) S 1 1"); // cut while it ended
     proc.write(u"104/statm"_s, "1 1 1 0 0 0 0\n");
-    proc.process(105, "zombie", 0, 10, 0, {}, 'Z');
+    process(proc, 105, "zombie", 0, 10, 0, {}, 'Z');
     proc.write(u"self"_s, "not a process");
 
     const ProcFileSystem fs(proc.root());
@@ -155,23 +136,23 @@ void SystemVitalsProviderTest::vanishingProcessesAndKernelThreadsAreLeftOut() {
 }
 
 void SystemVitalsProviderTest::reusedProcessIDHasNoShare() {
-    FakeProc proc;
-    proc.machine(1, 1, 1);
+    FakeProcRoot proc;
+    machine(proc, 1, 1, 1);
     proc.write(u"meminfo"_s, "MemTotal: 1000 kB\nMemAvailable: 600 kB\n");
-    proc.process(100, "vim", 5, 10, 10, u"/usr/bin/vim"_s);
+    process(proc, 100, "vim", 5, 10, 10, u"/usr/bin/vim"_s);
     const ProcFileSystem fs(proc.root());
     LiveSystemVitalsProvider provider(fs, static_cast<std::uint32_t>(::getuid()));
     const QDateTime t0 = QDateTime::currentDateTimeUtc();
     sampled(provider, t0);
-    proc.process(100, "vim", 500, 99, 10, u"/usr/bin/vim"_s); // another process, same id
+    process(proc, 100, "vim", 500, 99, 10, u"/usr/bin/vim"_s); // another process, same id
     QCOMPARE(sampled(provider, t0.addSecs(4)).processes.at(0).cpuPercent, std::nullopt);
-    proc.process(100, "vim", 500, 99, 10, u"/usr/bin/vim"_s);
+    process(proc, 100, "vim", 500, 99, 10, u"/usr/bin/vim"_s);
     QCOMPARE(sampled(provider, t0.addSecs(8)).processes.at(0).cpuPercent, std::optional<double>(0.0));
 }
 
 void SystemVitalsProviderTest::counterWrapAndMissingPressure() {
-    FakeProc proc;
-    proc.machine(UINT64_MAX - 99, 0, 1000);
+    FakeProcRoot proc;
+    machine(proc, UINT64_MAX - 99, 0, 1000);
     proc.write(u"meminfo"_s, "MemTotal: 1000 kB\nMemAvailable: 10 kB\n");
     const ProcFileSystem fs(proc.root());
     LiveSystemVitalsProvider provider(fs, static_cast<std::uint32_t>(::getuid()));
@@ -179,7 +160,7 @@ void SystemVitalsProviderTest::counterWrapAndMissingPressure() {
     const SystemVitalsSnapshot first = sampled(provider, t0);
     // No stall figures here: nearly nothing available is critical.
     QCOMPARE(first.memory.pressure, MemoryPressure::critical);
-    proc.machine(100, 0, 1200);
+    machine(proc, 100, 0, 1200);
     const SystemVitalsSnapshot second = sampled(provider, t0.addSecs(4));
     QVERIFY(second.cpu);
     QCOMPARE(second.cpu->percent, 50.0);
@@ -188,7 +169,7 @@ void SystemVitalsProviderTest::counterWrapAndMissingPressure() {
 }
 
 void SystemVitalsProviderTest::unreadableMachineIsAFailure() {
-    FakeProc proc;
+    FakeProcRoot proc;
     proc.write(u"meminfo"_s, "MemTotal: 1000 kB\n");
     const ProcFileSystem fs(proc.root());
     LiveSystemVitalsProvider provider(fs, 0);
@@ -223,10 +204,10 @@ void SystemVitalsProviderTest::theRealProcFindsThisProcess() {
 }
 
 void SystemVitalsProviderTest::monitorFillsTheStoreWithLabels() {
-    FakeProc proc;
-    proc.machine(1, 1, 1);
+    FakeProcRoot proc;
+    machine(proc, 1, 1, 1);
     proc.write(u"meminfo"_s, "MemTotal: 1000 kB\nMemAvailable: 600 kB\n");
-    proc.process(100, "vim", 5, 10, 10, u"/usr/bin/vim"_s);
+    process(proc, 100, "vim", 5, 10, 10, u"/usr/bin/vim"_s);
     const ProcFileSystem fs(proc.root());
     LiveSystemVitalsProvider provider(fs, static_cast<std::uint32_t>(::getuid()));
 

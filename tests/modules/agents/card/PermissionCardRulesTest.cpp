@@ -2,11 +2,13 @@
 #include "modules/agents/card/PermissionCardModel.h"
 #include "modules/agents/card/PermissionCardVisibility.h"
 #include "modules/agents/card/PermissionHintTracker.h"
+#include "support/TestFiles.h"
 
 #include <QTest>
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 Q_DECLARE_METATYPE(std::optional<double>)
 
@@ -64,14 +66,6 @@ PendingPermission plan(const QString& id) {
     return p;
 }
 
-QStringList ids(const QList<PendingPermission>& list) {
-    QStringList out;
-    for (const auto& p : list) {
-        out.append(p.id);
-    }
-    return out;
-}
-
 const auto noHostInFront = [](const PendingPermission&) { return false; };
 
 } // namespace
@@ -82,13 +76,13 @@ void PermissionCardRulesTest::queueDropsWhatNoAgentWaitsFor() {
     hosted.host = PermissionHost::claudeDesktop;
     const QList<PendingPermission> requests{request(u"gone"_s).expired(), request(u"a"_s), hosted,
                                             request(u"a"_s)};
-    QCOMPARE(ids(visibility.queue(requests, start, noHostInFront)), (QStringList{u"a"_s, u"h"_s}));
+    QCOMPARE(idsOf(visibility.queue(requests, start, noHostInFront)), (QStringList{u"a"_s, u"h"_s}));
 }
 
 void PermissionCardRulesTest::frontRequestLastsItsUnpausedTime() {
     PermissionCardVisibility visibility(45);
     const QList<PendingPermission> requests{request(u"a"_s), request(u"b"_s)};
-    QCOMPARE(ids(visibility.queue(requests, start, noHostInFront)).first(), u"a"_s);
+    QCOMPARE(idsOf(visibility.queue(requests, start, noHostInFront)).first(), u"a"_s);
 
     // 20 s shown, 100 s paused under the pointer, 24 s more: still 1 s left.
     visibility.pause(u"a"_s, start.addSecs(20));
@@ -96,14 +90,14 @@ void PermissionCardRulesTest::frontRequestLastsItsUnpausedTime() {
     QCOMPARE(visibility.shownFor(u"a"_s, start.addSecs(120)), 20.0);
     visibility.resume(u"a"_s, start.addSecs(120));
     visibility.resume(u"a"_s, start.addSecs(121)); // nothing to resume
-    QCOMPARE(ids(visibility.queue(requests, start.addSecs(144), noHostInFront)).first(), u"a"_s);
+    QCOMPARE(idsOf(visibility.queue(requests, start.addSecs(144), noHostInFront)).first(), u"a"_s);
     QCOMPARE(visibility.elapsedFraction(u"a"_s, start.addSecs(144)), 44.0 / 45.0);
 
     // Its time is over: it collapses and the next one comes to the front, with its own full time.
-    QCOMPARE(ids(visibility.queue(requests, start.addSecs(145), noHostInFront)), QStringList{u"b"_s});
+    QCOMPARE(idsOf(visibility.queue(requests, start.addSecs(145), noHostInFront)), QStringList{u"b"_s});
     QVERIFY(visibility.isCollapsed(u"a"_s));
     QCOMPARE(visibility.elapsedFraction(u"b"_s, start.addSecs(145)), 0.0);
-    QCOMPARE(ids(visibility.queue(requests, start.addSecs(189), noHostInFront)), QStringList{u"b"_s});
+    QCOMPARE(idsOf(visibility.queue(requests, start.addSecs(189), noHostInFront)), QStringList{u"b"_s});
     QVERIFY(visibility.queue(requests, start.addSecs(190), noHostInFront).isEmpty());
 }
 
@@ -113,7 +107,8 @@ void PermissionCardRulesTest::onlyTheFrontClockRuns() {
     // "a" is answered after 8 s: "b" starts its clock only now.
     visibility.queue({request(u"b"_s)}, start.addSecs(8), noHostInFront);
     QCOMPARE(visibility.shownFor(u"b"_s, start.addSecs(17)), 9.0);
-    QCOMPARE(ids(visibility.queue({request(u"b"_s)}, start.addSecs(17), noHostInFront)), QStringList{u"b"_s});
+    QCOMPARE(idsOf(visibility.queue({request(u"b"_s)}, start.addSecs(17), noHostInFront)),
+             QStringList{u"b"_s});
     // A request never in front can't be paused.
     visibility.pause(u"z"_s, start);
     QVERIFY(!visibility.isPaused(u"z"_s));
@@ -125,8 +120,8 @@ void PermissionCardRulesTest::hostRequestsStandAsideWhileTheirAppIsInFront() {
     hosted.host = PermissionHost::claudeDesktop;
     const QList<PendingPermission> requests{hosted, request(u"a"_s)};
     const auto inFront = [](const PendingPermission&) { return true; };
-    QCOMPARE(ids(visibility.queue(requests, start, inFront)), QStringList{u"a"_s});
-    QCOMPARE(ids(visibility.queue(requests, start, noHostInFront)), (QStringList{u"h"_s, u"a"_s}));
+    QCOMPARE(idsOf(visibility.queue(requests, start, inFront)), QStringList{u"a"_s});
+    QCOMPARE(idsOf(visibility.queue(requests, start, noHostInFront)), (QStringList{u"h"_s, u"a"_s}));
 }
 
 void PermissionCardRulesTest::stateIsPrunedWithTheRequests() {

@@ -1,6 +1,7 @@
 #include "modules/agents/installers/AgentHookInstaller.h"
 
 #include "modules/agents/installers/HookSettingsDocument.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -19,6 +20,7 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 class AgentHookInstallerTest : public QObject {
     Q_OBJECT
@@ -68,20 +70,8 @@ struct Home {
     }
 };
 
-QByteArray contents(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-}
-
-void put(const QString& path, const QByteArray& bytes) {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(bytes);
-}
-
 QJsonObject document(const QString& path) {
-    return QJsonDocument::fromJson(contents(path)).object();
+    return QJsonDocument::fromJson(readFile(path)).object();
 }
 
 QJsonArray groups(const QString& path, const QString& event) {
@@ -120,7 +110,7 @@ void AgentHookInstallerTest::commands() {
     }
     QVERIFY(installer.install());
     // As written in the file, with the slashes as they stand.
-    const QByteArray bytes = contents(installer.settingsFile);
+    const QByteArray bytes = readFile(installer.settingsFile);
     QVERIFY(!bytes.contains("\\/"));
     QVERIFY(bytes.contains(R"(\"$HOME/.tessary\")"));
 }
@@ -217,7 +207,7 @@ void AgentHookInstallerTest::userGroupStaysFirstAndSurvivesDisconnect() {
     const AgentHookInstaller installer = home.claude();
     const QByteArray original =
         R"({"model": "opus", "env": {"A": "1"}, "hooks": {"PreToolUse": [)" + userPreToolUse + "]}}";
-    put(installer.settingsFile, original);
+    writeFile(installer.settingsFile, original);
 
     QVERIFY(installer.install());
     QVERIFY(installer.isFullyInstalled());
@@ -245,7 +235,7 @@ void AgentHookInstallerTest::groupWithUserEntryAndOursKeepsTheUsers() {
     group.insert(u"hooks"_s, entries);
     hooks.insert(u"Stop"_s, QJsonArray{group});
     root.insert(u"hooks"_s, hooks);
-    put(installer.settingsFile, QJsonDocument(root).toJson());
+    writeFile(installer.settingsFile, QJsonDocument(root).toJson());
 
     QVERIFY(installer.removeMatching());
     const QJsonArray left = groups(installer.settingsFile, u"Stop"_s);
@@ -274,7 +264,7 @@ void AgentHookInstallerTest::oldEntriesAreReplaced() {
                                 {u"hooks"_s, QJsonArray{QJsonObject{{u"type"_s, u"command"_s},
                                                                     {u"command"_s, oldCommand}}}}}});
     }
-    put(installer.settingsFile, QJsonDocument(QJsonObject{{u"hooks"_s, hooks}}).toJson());
+    writeFile(installer.settingsFile, QJsonDocument(QJsonObject{{u"hooks"_s, hooks}}).toJson());
     QVERIFY(!installer.isInstalled());
     QVERIFY(!installer.isFullyInstalled());
 
@@ -294,19 +284,20 @@ void AgentHookInstallerTest::oldEntriesAreReplaced() {
                      .contains(oldCommand));
     }
     // The backup holds the file as it was without those entries.
-    QCOMPARE(contents(installer.backupFile()), QByteArray("{\n}\n"));
+    QCOMPARE(readFile(installer.backupFile()), QByteArray("{\n}\n"));
 }
 
 void AgentHookInstallerTest::secondInstallGivesTheSameBytes() {
     for (Home home; const AgentHookInstaller& installer : {home.claude(), home.codex()}) {
-        put(installer.settingsFile,
-            R"x({"permissions":{"allow":["Bash(ls:*)"]},"hooks":{"PreToolUse":[)x" + userPreToolUse + "]}}");
+        writeFile(installer.settingsFile,
+                  R"x({"permissions":{"allow":["Bash(ls:*)"]},"hooks":{"PreToolUse":[)x" + userPreToolUse +
+                      "]}}");
         QVERIFY(installer.install());
-        const QByteArray first = contents(installer.settingsFile);
+        const QByteArray first = readFile(installer.settingsFile);
         QVERIFY(installer.install());
-        QCOMPARE(contents(installer.settingsFile), first);
+        QCOMPARE(readFile(installer.settingsFile), first);
         QVERIFY(installer.reconnect());
-        QCOMPARE(contents(installer.settingsFile), first);
+        QCOMPARE(readFile(installer.settingsFile), first);
     }
 }
 
@@ -334,7 +325,7 @@ void AgentHookInstallerTest::connectIfPossibleRepairsPartialFile() {
     QJsonObject hooks = root.value(u"hooks"_s).toObject();
     hooks.remove(u"Interrupt"_s);
     root.insert(u"hooks"_s, hooks);
-    put(installer.settingsFile, QJsonDocument(root).toJson());
+    writeFile(installer.settingsFile, QJsonDocument(root).toJson());
     QVERIFY(installer.isInstalled());
     QVERIFY(!installer.isFullyInstalled());
 
@@ -355,7 +346,7 @@ void AgentHookInstallerTest::hooksThatAreNotAnObjectAreReplaced() {
     QFETCH(QByteArray, hooks);
     Home home;
     const AgentHookInstaller installer = home.claude();
-    put(installer.settingsFile, R"({"model":"sonnet","hooks":)" + hooks + "}");
+    writeFile(installer.settingsFile, R"({"model":"sonnet","hooks":)" + hooks + "}");
     QVERIFY(!installer.isInstalled());
     QVERIFY(!installer.removeMatching());
     QVERIFY(installer.install());
@@ -367,22 +358,22 @@ void AgentHookInstallerTest::backupIsTakenOnceWithoutEarlierEntries() {
     Home home;
     const AgentHookInstaller installer = home.claude();
     const QByteArray original = R"({"model":"opus"})";
-    put(installer.settingsFile, original);
+    writeFile(installer.settingsFile, original);
     QVERIFY(installer.install());
-    QCOMPARE(contents(installer.backupFile()), original);
+    QCOMPARE(readFile(installer.backupFile()), original);
 
-    put(installer.settingsFile, R"({"model":"haiku"})");
+    writeFile(installer.settingsFile, R"({"model":"haiku"})");
     QVERIFY(installer.install());
     QVERIFY(installer.disconnect());
     QVERIFY(installer.reconnect());
-    QCOMPARE(contents(installer.backupFile()), original);
+    QCOMPARE(readFile(installer.backupFile()), original);
 }
 
 void AgentHookInstallerTest::backupKeepsTheFileMode() {
     // Settings can hold keys in `env`: the copy is as private as the file.
     Home home;
     const AgentHookInstaller installer = home.claude();
-    put(installer.settingsFile, R"({"env":{"ANTHROPIC_API_KEY":"sk"}})");
+    writeFile(installer.settingsFile, R"({"env":{"ANTHROPIC_API_KEY":"sk"}})");
     QVERIFY(::chmod(QFile::encodeName(installer.settingsFile).constData(), 0600) == 0);
     QVERIFY(installer.install());
     struct stat backup {};
@@ -396,11 +387,11 @@ void AgentHookInstallerTest::backupKeepsTheFileMode() {
 void AgentHookInstallerTest::disconnectOfTheLastHooksRemovesTheKey() {
     Home home;
     const AgentHookInstaller installer = home.codex();
-    put(installer.settingsFile, R"({"version":2})");
+    writeFile(installer.settingsFile, R"({"version":2})");
     QVERIFY(installer.install());
     QVERIFY(installer.disconnect());
     QCOMPARE(document(installer.settingsFile), (QJsonObject{{u"version"_s, 2}}));
-    QVERIFY(!contents(installer.settingsFile).contains("hooks"));
+    QVERIFY(!readFile(installer.settingsFile).contains("hooks"));
     QVERIFY(!installer.disconnect());
 }
 
@@ -418,29 +409,29 @@ void AgentHookInstallerTest::unparsableFileIsReplacedAndKept() {
     QFETCH(QByteArray, bytes);
     Home home;
     const AgentHookInstaller installer = home.claude();
-    put(installer.settingsFile, bytes);
+    writeFile(installer.settingsFile, bytes);
     QVERIFY(!installer.isInstalled());
     QVERIFY(!installer.removeMatching());
-    QCOMPARE(contents(installer.settingsFile), bytes);
+    QCOMPARE(readFile(installer.settingsFile), bytes);
 
     QVERIFY(installer.install());
     QVERIFY(installer.isFullyInstalled());
     QCOMPARE(document(installer.settingsFile).keys(), QStringList{u"hooks"_s});
-    QCOMPARE(contents(installer.backupFile()), bytes);
+    QCOMPARE(readFile(installer.backupFile()), bytes);
 }
 
 void AgentHookInstallerTest::unparsableFileWithBackupIsKeptBesideIt() {
     Home home;
     const AgentHookInstaller installer = home.claude();
-    put(installer.settingsFile, R"({"model":"opus"})");
+    writeFile(installer.settingsFile, R"({"model":"opus"})");
     QVERIFY(installer.install());
     const QByteArray broken = R"({"model":"opus", "hooks": {)";
-    put(installer.settingsFile, broken);
+    writeFile(installer.settingsFile, broken);
 
     QVERIFY(installer.connectIfPossible());
     QVERIFY(installer.isFullyInstalled());
-    QCOMPARE(contents(installer.backupFile()), QByteArray(R"({"model":"opus"})"));
-    QCOMPARE(contents(installer.unparsableCopyFile()), broken);
+    QCOMPARE(readFile(installer.backupFile()), QByteArray(R"({"model":"opus"})"));
+    QCOMPARE(readFile(installer.unparsableCopyFile()), broken);
 }
 
 void AgentHookInstallerTest::unreadableFileIsLeftAlone() {
@@ -457,18 +448,18 @@ void AgentHookInstallerTest::unreadableFileIsLeftAlone() {
     if (::geteuid() == 0) {
         QSKIP("file modes do not stop the superuser from reading");
     }
-    put(installer.settingsFile, R"({"model":"opus"})");
+    writeFile(installer.settingsFile, R"({"model":"opus"})");
     QVERIFY(::chmod(QFile::encodeName(installer.settingsFile).constData(), 0) == 0);
     QVERIFY(!installer.install());
     QVERIFY(::chmod(QFile::encodeName(installer.settingsFile).constData(), 0600) == 0);
-    QCOMPARE(contents(installer.settingsFile), QByteArray(R"({"model":"opus"})"));
+    QCOMPARE(readFile(installer.settingsFile), QByteArray(R"({"model":"opus"})"));
 }
 
 void AgentHookInstallerTest::symbolicLinkIsWrittenThrough() {
     Home home;
     const AgentHookInstaller installer = home.claude();
     const QString target = home.path + u"/dotfiles/claude/settings.json"_s;
-    put(target, R"({"model":"opus"})");
+    writeFile(target, R"({"model":"opus"})");
     QVERIFY(QFile::link(u"../dotfiles/claude/settings.json"_s, installer.settingsFile));
 
     QVERIFY(installer.install());
@@ -476,7 +467,7 @@ void AgentHookInstallerTest::symbolicLinkIsWrittenThrough() {
     QVERIFY(installer.isFullyInstalled());
     QCOMPARE(document(target).value(u"model"_s).toString(), u"opus"_s);
     QVERIFY(!QFileInfo(installer.backupFile()).isSymLink());
-    QCOMPARE(contents(installer.backupFile()), QByteArray(R"({"model":"opus"})"));
+    QCOMPARE(readFile(installer.backupFile()), QByteArray(R"({"model":"opus"})"));
     // Nothing was left beside the link's target but the file.
     QCOMPARE(QDir(QFileInfo(target).absolutePath()).entryList(QDir::Files | QDir::Hidden),
              QStringList{u"settings.json"_s});
@@ -552,10 +543,11 @@ void AgentHookInstallerTest::killDuringWritesLeavesOldOrNew() {
     Home home;
     const AgentHookInstaller installer = home.claude();
     const QByteArray user = R"({"env": {"A": "1"}, "hooks": {"PreToolUse": [)" + userPreToolUse + "]}}";
-    put(installer.settingsFile, HookSettingsDocument::serialize(QJsonDocument::fromJson(user).object()));
-    const QByteArray without = contents(installer.settingsFile);
+    writeFile(installer.settingsFile,
+              HookSettingsDocument::serialize(QJsonDocument::fromJson(user).object()));
+    const QByteArray without = readFile(installer.settingsFile);
     QVERIFY(installer.install());
-    const QByteArray with = contents(installer.settingsFile);
+    const QByteArray with = readFile(installer.settingsFile);
     QVERIFY(with != without);
 
     auto* random = QRandomGenerator::global();
@@ -576,7 +568,7 @@ void AgentHookInstallerTest::killDuringWritesLeavesOldOrNew() {
         ::waitpid(child, &status, 0);
         killedMidway += WIFSIGNALED(status) ? 1 : 0;
 
-        const QByteArray now = contents(installer.settingsFile);
+        const QByteArray now = readFile(installer.settingsFile);
         QVERIFY2(now == with || now == without, now.left(200).constData());
         QVERIFY(HookSettingsDocument::parse(now).has_value());
     }

@@ -1,6 +1,7 @@
 #include "modules/agents/installers/OnboardingAgents.h"
 
 #include "modules/agents/installers/OnboardingGate.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QSettings>
@@ -9,6 +10,7 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 class OnboardingAgentsTest : public QObject {
     Q_OBJECT
@@ -34,14 +36,6 @@ struct Machine {
     }
 };
 
-QStringList ids(const QList<AgentOffer>& offers) {
-    QStringList result;
-    for (const AgentOffer& offer : offers) {
-        result.append(offer.id);
-    }
-    return result;
-}
-
 } // namespace
 
 void OnboardingAgentsTest::offersOnlyAgentsOnThisMachine_data() {
@@ -61,7 +55,7 @@ void OnboardingAgentsTest::offersOnlyAgentsOnThisMachine() {
     for (const QString& folder : folders) {
         machine.install(folder);
     }
-    QCOMPARE(ids(machine.offers()), offered);
+    QCOMPARE(idsOf(machine.offers()), offered);
 
     // The tool counts when it is an executable file, not a folder of that name.
     if (folders.contains(u".local/bin/agy"_s)) {
@@ -71,7 +65,7 @@ void OnboardingAgentsTest::offersOnlyAgentsOnThisMachine() {
         tool.write("#!/bin/sh\n");
         tool.close();
         QVERIFY(tool.setPermissions(tool.permissions() | QFileDevice::ExeOwner));
-        QCOMPARE(ids(machine.offers()), QStringList{u"antigravity"_s});
+        QCOMPARE(idsOf(machine.offers()), QStringList{u"antigravity"_s});
     }
 }
 
