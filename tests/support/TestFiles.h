@@ -31,10 +31,10 @@ inline void appendFile(const QString& path, const QByteArray& content) {
     QCOMPARE(file.write(content), content.size());
 }
 
-// The file's bytes, or "<missing>" when it cannot be read.
+// The file's bytes, empty when it cannot be read.
 inline QByteArray readFile(const QString& path) {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 // The ids of a list of records, in their order.

@@ -3,6 +3,7 @@
 #include "core/diagnostics/DiagnosticFileSink.h"
 #include "core/diagnostics/DiagnosticLine.h"
 #include "core/diagnostics/DiagnosticRotation.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QSignalSpy>
@@ -13,6 +14,7 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 namespace {
 
@@ -25,12 +27,6 @@ QString logLine(int number) {
     return DiagnosticLine::line(QDateTime(QDate(2026, 3, 14), QTime(9, 0, 0, number % 1000), Qt::UTC),
                                 QTimeZone::utc(), DiagnosticCategory::monitor, DiagnosticLevel::info,
                                 u"poll number=%1"_s.arg(number));
-}
-
-void appendBytes(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Append));
-    QCOMPARE(file.write(bytes), bytes.size());
 }
 
 // Collects what a follower reads, in order.
@@ -92,8 +88,8 @@ void LogFileFollowerTest::cleanup() {
 }
 
 void LogFileFollowerTest::readsThePreviousGenerationFirst() {
-    appendBytes(previous(), (logLine(1) + u'\n' + logLine(2)).toUtf8()); // its last line lacks the newline
-    appendBytes(current(), (logLine(3) + u'\n').toUtf8());
+    appendFile(previous(), (logLine(1) + u'\n' + logLine(2)).toUtf8()); // its last line lacks the newline
+    appendFile(current(), (logLine(3) + u'\n').toUtf8());
     Reader reader(*m_follower);
     m_follower->start(60'000);
     QCOMPARE(reader.messages(), polls(1, 3));
@@ -101,16 +97,16 @@ void LogFileFollowerTest::readsThePreviousGenerationFirst() {
 }
 
 void LogFileFollowerTest::followsAppendedLinesAndWaitsForTheNewline() {
-    appendBytes(current(), (logLine(1) + u'\n').toUtf8());
+    appendFile(current(), (logLine(1) + u'\n').toUtf8());
     Reader reader(*m_follower);
     m_follower->start(60'000);
     QCOMPARE(reader.messages(), polls(1, 1));
 
     const QByteArray second = logLine(2).toUtf8();
-    appendBytes(current(), second.first(20));
+    appendFile(current(), second.first(20));
     m_follower->poll();
     QCOMPARE(reader.messages(), polls(1, 1)); // half a line is not a line yet
-    appendBytes(current(), second.sliced(20) + '\n' + logLine(3).toUtf8() + '\n');
+    appendFile(current(), second.sliced(20) + '\n' + logLine(3).toUtf8() + '\n');
     m_follower->poll();
     QCOMPARE(reader.messages(), polls(1, 3));
     m_follower->poll();
@@ -142,14 +138,14 @@ void LogFileFollowerTest::followsTheWritersRotationWithoutLosingALine() {
 }
 
 void LogFileFollowerTest::readsAFileEmptiedInPlaceFromItsStart() {
-    appendBytes(current(), (logLine(1) + u'\n' + logLine(2) + u'\n').toUtf8());
+    appendFile(current(), (logLine(1) + u'\n' + logLine(2) + u'\n').toUtf8());
     Reader reader(*m_follower);
     m_follower->start(60'000);
     QFile file(current());
     QVERIFY(file.open(QIODevice::ReadWrite));
     QVERIFY(file.resize(0));
     file.close();
-    appendBytes(current(), (logLine(3) + u'\n').toUtf8());
+    appendFile(current(), (logLine(3) + u'\n').toUtf8());
     m_follower->poll();
     QCOMPARE(reader.messages(), polls(1, 3));
 }
@@ -160,7 +156,7 @@ void LogFileFollowerTest::waitsForAFileThatIsNotThereYet() {
     m_follower->start(60'000);
     QCOMPARE(m_follower->status(), LogFileFollower::Status::waiting);
     QVERIFY(reader.entries.isEmpty());
-    appendBytes(current(), (logLine(1) + u'\n').toUtf8());
+    appendFile(current(), (logLine(1) + u'\n').toUtf8());
     m_follower->poll();
     QCOMPARE(m_follower->status(), LogFileFollower::Status::following);
     QCOMPARE(reader.messages(), polls(1, 1));
@@ -170,9 +166,9 @@ void LogFileFollowerTest::waitsForAFileThatIsNotThereYet() {
 void LogFileFollowerTest::anOverlongLineIsCutAndTheNextLineIsRead() {
     Reader reader(*m_follower);
     m_follower->start(60'000);
-    appendBytes(current(), QByteArray(LogFileFollower::lineLimit * 3, 'z'));
+    appendFile(current(), QByteArray(LogFileFollower::lineLimit * 3, 'z'));
     m_follower->poll();
-    appendBytes(current(), "more\n"_ba + logLine(1).toUtf8() + '\n');
+    appendFile(current(), "more\n"_ba + logLine(1).toUtf8() + '\n');
     m_follower->poll();
     QCOMPARE(reader.entries.size(), 2);
     QCOMPARE(reader.entries.at(0).kind, LogEntry::Kind::damaged);
@@ -186,7 +182,7 @@ void LogFileFollowerTest::readsOnlyTheEndOfAHugeFile() {
     while (big.size() < LogFileFollower::initialReadLimit + 5000) {
         big += logLine(count++).toUtf8() + '\n';
     }
-    appendBytes(current(), big);
+    appendFile(current(), big);
     Reader reader(*m_follower);
     m_follower->start(60'000);
     QVERIFY(reader.entries.size() < count);
@@ -198,7 +194,7 @@ void LogFileFollowerTest::readsOnlyTheEndOfAHugeFile() {
 }
 
 void LogFileFollowerTest::damagedBytesBecomeDamagedLines() {
-    appendBytes(current(), "\x00\x01\x02garbage\n\n"_ba + logLine(1).toUtf8() + "\n\xff\xfe\xfd\n"_ba);
+    appendFile(current(), "\x00\x01\x02garbage\n\n"_ba + logLine(1).toUtf8() + "\n\xff\xfe\xfd\n"_ba);
     Reader reader(*m_follower);
     m_follower->start(60'000);
     QCOMPARE(reader.entries.size(), 3); // the empty line is no entry
@@ -208,7 +204,7 @@ void LogFileFollowerTest::damagedBytesBecomeDamagedLines() {
 }
 
 void LogFileFollowerTest::anUnreadableFileIsSaidSo() {
-    appendBytes(current(), (logLine(1) + u'\n').toUtf8());
+    appendFile(current(), (logLine(1) + u'\n').toUtf8());
     QFile::setPermissions(current(), QFileDevice::WriteOwner);
     if (QFile(current()).open(QIODevice::ReadOnly)) {
         QSKIP("running with rights that read any file");

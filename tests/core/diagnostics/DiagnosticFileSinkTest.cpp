@@ -3,6 +3,7 @@
 #include "CapturingSystemLog.h"
 #include "core/diagnostics/DiagnosticLog.h"
 #include "core/diagnostics/DiagnosticRotation.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -16,19 +17,9 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 namespace {
-
-QByteArray readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString& path, const QByteArray& content) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(content);
-}
 
 mode_t modeOf(const QString& path) {
     struct stat info {};

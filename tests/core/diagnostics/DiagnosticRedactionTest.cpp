@@ -3,6 +3,7 @@
 #include "CapturingSystemLog.h"
 #include "core/diagnostics/DiagnosticFailureTracker.h"
 #include "core/diagnostics/DiagnosticLogger.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,6 +15,7 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 // The factories of numbers take no text at all.
 static_assert(!std::is_invocable_v<decltype(&DiagnosticValue::count), QString>);
@@ -95,11 +97,6 @@ void verifyClean(const QByteArray& text) {
             }
         }
     }
-}
-
-QByteArray readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace
