@@ -44,8 +44,8 @@ public:
             return;
         }
         m_root = x11::rootWindow(m_connection, screenNumber);
-        m_selection = x11::internAtom(m_connection,
-                                      ("_NET_SYSTEM_TRAY_S" + QByteArray::number(screenNumber)).constData());
+        const QByteArray selection = "_NET_SYSTEM_TRAY_S" + QByteArray::number(screenNumber);
+        m_selection = x11::internAtom(m_connection, selection.constData());
         m_opcode = x11::internAtom(m_connection, "_NET_SYSTEM_TRAY_OPCODE");
     }
     ~X11TrayHost() { xcb_disconnect(m_connection); }
