@@ -3,6 +3,7 @@
 #include "services/localservices/LocalServicesMonitor.h"
 #include "services/shell/Shell.h"
 #include "support/FakeProcRoot.h"
+#include "support/MonitorHarness.h"
 
 #include <QElapsedTimer>
 #include <QFuture>
@@ -402,10 +403,8 @@ void LocalServicesScanTest::silentServerGivesNoSchemeWithinHalfASecond() {
 }
 
 void LocalServicesScanTest::monitorTiesServersToTheAgentThatStartedThem() {
-    ManualClock clock;
-    ManualScheduler scheduler(clock);
-    ProviderRunner runner(2);
-    DiagnosticLogger logger(clock, QTimeZone::utc(), nullptr);
+    MonitorHarness harness;
+    auto& [clock, scheduler, logger, runner] = harness;
     LocalServicesStore store;
     LsofPortScanner::Configuration configuration = LsofPortScanner::systemConfiguration(ownUID);
     configuration.lsof.reset(); // the quicker path; lsof's is tested above
@@ -443,10 +442,8 @@ void LocalServicesScanTest::monitorTiesServersToTheAgentThatStartedThem() {
 }
 
 void LocalServicesScanTest::monitorKeepsTheListOnFailure() {
-    ManualClock clock;
-    ManualScheduler scheduler(clock);
-    ProviderRunner runner(2);
-    DiagnosticLogger logger(clock, QTimeZone::utc(), nullptr);
+    MonitorHarness harness;
+    auto& [clock, scheduler, logger, runner] = harness;
     LocalServicesStore store;
     FakeRunner fake;
     fake.answer(u"lsof"_s,

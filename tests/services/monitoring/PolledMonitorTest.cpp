@@ -1,5 +1,6 @@
 #include "services/monitoring/SessionMonitor.h"
 #include "services/monitoring/UsageMonitor.h"
+#include "support/MonitorHarness.h"
 
 #include <QMutex>
 #include <QSemaphore>
@@ -12,6 +13,7 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 
 namespace {
 
@@ -95,11 +97,10 @@ private slots:
     void sessionFailureLeavesTheStoreAlone();
 
 private:
-    MonitorServices services() { return {*m_scheduler, *m_runner, m_logger.get()}; }
     // The messages of the monitor lines, without the monitor's name.
     QStringList loggedEvents() const {
         QStringList events;
-        for (const QString& line : m_logger->recentLines()) {
+        for (const QString& line : m_monitoring->logger.recentLines()) {
             QStringList parts = line.split(u' ');
             if (parts.size() < 4 || parts.at(1) != u"monitor"_s) {
                 continue;
@@ -110,28 +111,18 @@ private:
         }
         return events;
     }
-    template <typename Monitor>
-    bool readingLands(const Monitor& monitor) {
-        return QTest::qWaitFor([&] { return !monitor.isReading(); }, 5000);
-    }
 
-    std::unique_ptr<ManualClock> m_clock;
-    std::unique_ptr<ManualScheduler> m_scheduler;
-    std::unique_ptr<ProviderRunner> m_runner;
-    std::unique_ptr<DiagnosticLogger> m_logger;
+    std::unique_ptr<MonitorHarness> m_monitoring;
     int m_updates = 0;
 };
 
 void PolledMonitorTest::init() {
-    m_clock = std::make_unique<ManualClock>();
-    m_scheduler = std::make_unique<ManualScheduler>(*m_clock);
-    m_runner = std::make_unique<ProviderRunner>(4);
-    m_logger = std::make_unique<DiagnosticLogger>(*m_clock, QTimeZone::utc(), nullptr);
+    m_monitoring = std::make_unique<MonitorHarness>(4);
     m_updates = 0;
 }
 
 void PolledMonitorTest::cleanup() {
-    m_runner.reset();
+    m_monitoring.reset();
 }
 
 void PolledMonitorTest::usageCadenceAfterSuccessAndFailure() {
@@ -140,46 +131,46 @@ void PolledMonitorTest::usageCadenceAfterSuccessAndFailure() {
                    failure(u"unauthorized"_s), Report{30}});
     LatestValueStore<Report> store;
     UsageMonitor<Report> monitor("claudeUsage", MonitorPeriod::claudeUsage, script.provider(), store,
-                                 services(), [this] { ++m_updates; });
+                                 m_monitoring->services(), [this] { ++m_updates; });
     monitor.start();
     // The first reading begins at once; a fast provider may already have delivered it by now.
-    QVERIFY(readingLands(monitor));
+    QVERIFY(MonitorHarness::lands(monitor));
     QCOMPARE(script.calls.load(), 1);
     QCOMPARE(store.latest(), std::optional<Report>(Report{20}));
     QCOMPARE(m_updates, 1);
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(120));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(120));
 
-    m_scheduler->advance(119.9);
+    m_monitoring->scheduler.advance(119.9);
     QCOMPARE(script.calls.load(), 1);
-    m_scheduler->advance(0.1);
-    QVERIFY(readingLands(monitor));
+    m_monitoring->scheduler.advance(0.1);
+    QVERIFY(MonitorHarness::lands(monitor));
     // A failure keeps the report on show, stores its text and retries after 10 seconds.
     QCOMPARE(store.latest(), std::optional<Report>(Report{20}));
     QCOMPARE(store.lastErrorDescription(), std::optional<QString>(u"failed: requestFailed"_s));
     QVERIFY(monitor.isRetrying());
     QCOMPARE(m_updates, 2);
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(10));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(10));
 
     for (int reading = 3; reading <= 5; ++reading) {
-        QVERIFY(m_scheduler->advanceToNext());
-        QVERIFY(readingLands(monitor));
+        QVERIFY(m_monitoring->scheduler.advanceToNext());
+        QVERIFY(MonitorHarness::lands(monitor));
     }
     QCOMPARE(store.latest(), std::optional<Report>(Report{30}));
     QCOMPARE(store.lastErrorDescription(), std::nullopt);
     QVERIFY(!monitor.isRetrying());
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(120));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(120));
     QCOMPARE(m_updates, 5);
     // The same kind twice is logged once; a new kind is logged; the good reading recovers.
     QCOMPARE(loggedEvents(), (QStringList{u"start"_s, u"failed error=requestFailed"_s,
                                           u"failed error=unauthorized"_s, u"recovered"_s}));
-    QVERIFY(m_logger->recentLines().first().endsWith(u"monitor info start monitor=claudeUsage"_s));
-    QVERIFY(m_logger->recentLines().at(1).contains(u" monitor error failed "_s));
+    QVERIFY(m_monitoring->logger.recentLines().first().endsWith(u"monitor info start monitor=claudeUsage"_s));
+    QVERIFY(m_monitoring->logger.recentLines().at(1).contains(u" monitor error failed "_s));
 
     monitor.stop();
     monitor.stop();
     QCOMPARE(loggedEvents().last(), u"stop"_s);
     QCOMPARE(loggedEvents().count(u"stop"_s), 1);
-    QCOMPARE(m_scheduler->pendingCount(), 0);
+    QCOMPARE(m_monitoring->scheduler.pendingCount(), 0);
 }
 
 void PolledMonitorTest::cancelledReadingIsNeverAFailure() {
@@ -187,13 +178,13 @@ void PolledMonitorTest::cancelledReadingIsNeverAFailure() {
     LatestValueStore<Report> store;
     store.update(Report{50});
     UsageMonitor<Report> monitor("codexUsage", MonitorPeriod::codexUsage, script.provider(), store,
-                                 services(), [this] { ++m_updates; });
+                                 m_monitoring->services(), [this] { ++m_updates; });
     monitor.start();
-    QVERIFY(readingLands(monitor));
+    QVERIFY(MonitorHarness::lands(monitor));
     QCOMPARE(m_updates, 0);
     QCOMPARE(store.lastErrorDescription(), std::nullopt);
     QVERIFY(!monitor.isRetrying());
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(90));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(90));
     QCOMPARE(loggedEvents(), QStringList{u"start"_s});
 }
 
@@ -202,16 +193,16 @@ void PolledMonitorTest::providerThatThrowsIsAFailure() {
     script.throws = true;
     LatestValueStore<Report> store;
     UsageMonitor<Report> monitor("claudeUsage", MonitorPeriod::claudeUsage, script.provider(), store,
-                                 services(), [this] { ++m_updates; });
+                                 m_monitoring->services(), [this] { ++m_updates; });
     monitor.start();
-    QVERIFY(readingLands(monitor));
+    QVERIFY(MonitorHarness::lands(monitor));
     QVERIFY(store.lastErrorDescription().has_value());
     QVERIFY(monitor.isRetrying());
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(10));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(10));
     // The loop goes on after it.
     script.throws = false;
-    QVERIFY(m_scheduler->advanceToNext());
-    QVERIFY(readingLands(monitor));
+    QVERIFY(m_monitoring->scheduler.advanceToNext());
+    QVERIFY(MonitorHarness::lands(monitor));
     QCOMPARE(store.latest(), std::optional<Report>(Report{1}));
 }
 
@@ -220,23 +211,23 @@ void PolledMonitorTest::readingsNeverOverlap() {
     script.gated = true;
     LatestValueStore<Report> store;
     UsageMonitor<Report> monitor("claudeUsage", MonitorPeriod::claudeUsage, script.provider(), store,
-                                 services(), [this] { ++m_updates; });
+                                 m_monitoring->services(), [this] { ++m_updates; });
     monitor.start();
     QTRY_COMPARE(script.calls.load(), 1);
     // However long the reading takes, no second one begins beside it.
-    m_scheduler->advance(1000);
-    QCOMPARE(m_scheduler->pendingCount(), 0);
+    m_monitoring->scheduler.advance(1000);
+    QCOMPARE(m_monitoring->scheduler.pendingCount(), 0);
     // A restart cancels the reading out and waits for it before the next begins.
     monitor.start();
     QTRY_VERIFY(script.sawCancellation.load());
     QTRY_COMPARE(script.calls.load(), 2);
     script.gate.release();
-    QVERIFY(readingLands(monitor));
+    QVERIFY(MonitorHarness::lands(monitor));
     QCOMPARE(script.mostRunning.load(), 1);
     // The cancelled reading's answer was dropped; the second one's was stored once.
     QCOMPARE(m_updates, 1);
     QCOMPARE(store.latest(), std::optional<Report>(Report{10}));
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(120));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(120));
 }
 
 void PolledMonitorTest::stopDropsTheReadingOut() {
@@ -244,16 +235,16 @@ void PolledMonitorTest::stopDropsTheReadingOut() {
     script.gated = true;
     LatestValueStore<Report> store;
     UsageMonitor<Report> monitor("claudeUsage", MonitorPeriod::claudeUsage, script.provider(), store,
-                                 services(), [this] { ++m_updates; });
+                                 m_monitoring->services(), [this] { ++m_updates; });
     monitor.start();
     QTRY_COMPARE(script.calls.load(), 1);
     monitor.stop();
-    QVERIFY(readingLands(monitor));
+    QVERIFY(MonitorHarness::lands(monitor));
     QVERIFY(script.sawCancellation.load());
     QCOMPARE(store.latest(), std::nullopt);
     QCOMPARE(store.lastErrorDescription(), std::nullopt);
     QCOMPARE(m_updates, 0);
-    QCOMPARE(m_scheduler->pendingCount(), 0);
+    QCOMPARE(m_monitoring->scheduler.pendingCount(), 0);
     QVERIFY(!monitor.isRunning());
     QCOMPARE(loggedEvents(), (QStringList{u"start"_s, u"stop"_s}));
 }
@@ -262,14 +253,14 @@ void PolledMonitorTest::monitorDestroyedWhileReading() {
     Script<Report> script(Report{70});
     script.gated = true;
     LatestValueStore<Report> store;
-    auto monitor =
-        std::make_unique<UsageMonitor<Report>>(DiagnosticLiteral("claudeUsage"), MonitorPeriod::claudeUsage,
-                                               script.provider(), store, services(), [this] { ++m_updates; });
+    auto monitor = std::make_unique<UsageMonitor<Report>>(
+        DiagnosticLiteral("claudeUsage"), MonitorPeriod::claudeUsage, script.provider(), store,
+        m_monitoring->services(), [this] { ++m_updates; });
     monitor->start();
     QTRY_COMPARE(script.calls.load(), 1);
     monitor.reset();
     script.gate.release();
-    QVERIFY(m_runner->waitForIdle(5000));
+    QVERIFY(m_monitoring->runner.waitForIdle(5000));
     QTest::qWait(10); // let the result reach the main thread, where nobody takes it
     QCOMPARE(m_updates, 0);
     QCOMPARE(store.latest(), std::nullopt);
@@ -317,15 +308,15 @@ void PolledMonitorTest::emptyReadGuard() {
         store.update(Sessions{u"kept"_s});
     }
     SessionMonitor<Sessions> monitor("claudeSessions", MonitorPeriod::claudeSessions, script.provider(),
-                                     store, services(), [this] { ++m_updates; });
+                                     store, m_monitoring->services(), [this] { ++m_updates; });
     int expectedUpdates = 0;
     int previousStored = storeStartsFull ? 1 : 0;
     monitor.start();
     for (qsizetype i = 0; i < readings.size(); ++i) {
         if (i > 0) {
-            QVERIFY(m_scheduler->advanceToNext());
+            QVERIFY(m_monitoring->scheduler.advanceToNext());
         }
-        QVERIFY(readingLands(monitor));
+        QVERIFY(MonitorHarness::lands(monitor));
         const qsizetype stored = store.latestOr({}).size();
         QCOMPARE(stored, storedAfterEach.at(i));
         // Only a reading that reaches the store rings the coordinator.
@@ -333,7 +324,7 @@ void PolledMonitorTest::emptyReadGuard() {
                                (readings.at(i) > 0 || previousStored == 0 || stored == 0);
         expectedUpdates += published ? 1 : 0;
         QCOMPARE(m_updates, expectedUpdates);
-        QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(pauseAfterEach.at(i)));
+        QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(pauseAfterEach.at(i)));
         previousStored = static_cast<int>(stored);
     }
     QCOMPARE(loggedEvents(), logged);
@@ -345,19 +336,19 @@ void PolledMonitorTest::sessionFailureLeavesTheStoreAlone() {
     LatestValueStore<Sessions> store;
     store.update(Sessions{u"a"_s});
     SessionMonitor<Sessions> monitor("codexSessions", MonitorPeriod::codexSessions, script.provider(), store,
-                                     services(), [this] { ++m_updates; });
+                                     m_monitoring->services(), [this] { ++m_updates; });
     monitor.start();
-    QVERIFY(readingLands(monitor));
+    QVERIFY(MonitorHarness::lands(monitor));
     QCOMPARE(store.latest(), std::optional<Sessions>(Sessions{u"a"_s}));
     QCOMPARE(store.lastErrorDescription(), std::nullopt);
     QCOMPARE(m_updates, 0);
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(5));
-    QVERIFY(m_scheduler->advanceToNext());
-    QVERIFY(readingLands(monitor));
-    QVERIFY(m_scheduler->advanceToNext());
-    QVERIFY(readingLands(monitor));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(5));
+    QVERIFY(m_monitoring->scheduler.advanceToNext());
+    QVERIFY(MonitorHarness::lands(monitor));
+    QVERIFY(m_monitoring->scheduler.advanceToNext());
+    QVERIFY(MonitorHarness::lands(monitor));
     QCOMPARE(store.latest(), std::optional<Sessions>(Sessions{u"b"_s}));
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(120));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(120));
     QCOMPARE(loggedEvents(), (QStringList{u"start"_s, u"failed error=unreadable"_s, u"recovered"_s}));
 }
 

@@ -1,6 +1,7 @@
 #include "services/sessions/ClaudeSessionMonitor.h"
 
 #include "core/diagnostics/DiagnosticLogger.h"
+#include "support/MonitorHarness.h"
 #include "support/TestFiles.h"
 
 #include <QDir>
@@ -44,10 +45,6 @@ private slots:
     void configFolderFromTheEnvironment();
 
 private:
-    MonitorServices services() { return {*m_scheduler, *m_runner, m_logger.get()}; }
-    bool lands(const AgentSessionMonitor& monitor) {
-        return QTest::qWaitFor([&] { return !monitor.isReading(); }, 5000);
-    }
     void copyTranscript(const QString& folder, const char* name, const QString& as) {
         QVERIFY(QDir().mkpath(folder));
         QVERIFY(
@@ -55,62 +52,58 @@ private:
     }
 
     std::unique_ptr<QTemporaryDir> m_home;
-    std::unique_ptr<ManualClock> m_clock;
-    std::unique_ptr<ManualScheduler> m_scheduler;
-    std::unique_ptr<ProviderRunner> m_runner;
-    std::unique_ptr<DiagnosticLogger> m_logger;
+    std::unique_ptr<MonitorHarness> m_monitoring;
     int m_updates = 0;
 };
 
 void ClaudeSessionMonitorTest::init() {
     m_home = std::make_unique<QTemporaryDir>();
-    m_clock = std::make_unique<ManualClock>(QDateTime::currentDateTimeUtc());
-    m_scheduler = std::make_unique<ManualScheduler>(*m_clock);
-    m_runner = std::make_unique<ProviderRunner>(2);
-    m_logger = std::make_unique<DiagnosticLogger>(*m_clock, QTimeZone::utc(), nullptr);
+    m_monitoring = std::make_unique<MonitorHarness>();
+    m_monitoring->clock.set(QDateTime::currentDateTimeUtc());
     m_updates = 0;
     qunsetenv("CLAUDE_CONFIG_DIR");
 }
 
 void ClaudeSessionMonitorTest::cleanup() {
-    m_runner.reset();
+    m_monitoring.reset();
     qunsetenv("CLAUDE_CONFIG_DIR");
 }
 
 void ClaudeSessionMonitorTest::transcriptsReachTheStore() {
     const QString projects = m_home->path() + u"/.claude/projects/-home-marco-projects-spotter"_s;
     copyTranscript(projects, "short.jsonl", u"55604662-cf2a-4331-851a-ec234028f8ca.jsonl"_s);
-    auto blinking = std::make_shared<Blinking>(ClaudeSessionMonitoring::source(m_home->path(), *m_clock));
+    auto blinking =
+        std::make_shared<Blinking>(ClaudeSessionMonitoring::source(m_home->path(), m_monitoring->clock));
     SessionStore store;
     const auto monitor =
-        ClaudeSessionMonitoring::monitor(blinking, store, services(), [this] { ++m_updates; });
+        ClaudeSessionMonitoring::monitor(blinking, store, m_monitoring->services(), [this] { ++m_updates; });
     QCOMPARE(monitor->name(), DiagnosticLiteral("claudeSessions"));
     monitor->start();
-    QVERIFY(lands(*monitor));
+    QVERIFY(MonitorHarness::lands(*monitor));
     QCOMPARE(store.sessions().size(), 1);
     QCOMPARE(store.sessions().first().project, u"spotter"_s);
     QCOMPARE(m_updates, 1);
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(45));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(45));
 
     // Two empty readings in a row are set aside, at the shorter period; the third is believed.
     blinking->blind = true;
     for (int empty = 1; empty <= 2; ++empty) {
-        QVERIFY(m_scheduler->advanceToNext());
-        QVERIFY(lands(*monitor));
+        QVERIFY(m_monitoring->scheduler.advanceToNext());
+        QVERIFY(MonitorHarness::lands(*monitor));
         QCOMPARE(store.sessions().size(), 1);
-        QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(5));
+        QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(5));
     }
-    QVERIFY(m_logger->recentLines().join(u'\n').contains(u"empty"_s));
+    QVERIFY(m_monitoring->logger.recentLines().join(u'\n').contains(u"empty"_s));
     blinking->blind = false;
-    QVERIFY(m_scheduler->advanceToNext());
-    QVERIFY(lands(*monitor));
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(45));
+    QVERIFY(m_monitoring->scheduler.advanceToNext());
+    QVERIFY(MonitorHarness::lands(*monitor));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(45));
 
     // The folder really emptied: gone after three readings.
     QVERIFY(QDir(projects).removeRecursively());
     for (int reading = 1; reading <= 3; ++reading) {
-        QVERIFY(m_scheduler->advanceToNext());
-        QVERIFY(lands(*monitor));
+        QVERIFY(m_monitoring->scheduler.advanceToNext());
+        QVERIFY(MonitorHarness::lands(*monitor));
         QCOMPARE(store.isEmpty(), reading == 3);
     }
     monitor->stop();
@@ -120,7 +113,7 @@ void ClaudeSessionMonitorTest::configFolderFromTheEnvironment() {
     const QString elsewhere = m_home->path() + u"/claude-config"_s;
     copyTranscript(elsewhere + u"/projects/p"_s, "tool_heavy.jsonl", u"t.jsonl"_s);
     qputenv("CLAUDE_CONFIG_DIR", QFile::encodeName(elsewhere));
-    const auto source = ClaudeSessionMonitoring::source(m_home->path(), *m_clock);
+    const auto source = ClaudeSessionMonitoring::source(m_home->path(), m_monitoring->clock);
     const SessionFetchResult result = source->fetchSessions(5);
     QVERIFY(std::holds_alternative<QList<AgentSession>>(result));
     QCOMPARE(std::get<QList<AgentSession>>(result).size(), 1);

@@ -1,6 +1,7 @@
 #include "services/sessions/SessionMonitors.h"
 
 #include "core/diagnostics/DiagnosticLogger.h"
+#include "support/MonitorHarness.h"
 #include "support/ScriptedSessionProvider.h"
 #include "support/TestFiles.h"
 
@@ -35,28 +36,17 @@ private slots:
     void failureKeepsTheListAndRetriesSooner();
 
 private:
-    MonitorServices services() { return {*m_scheduler, *m_runner, m_logger.get()}; }
-    bool lands(const AgentSessionMonitor& monitor) {
-        return QTest::qWaitFor([&] { return !monitor.isReading(); }, 5000);
-    }
-
-    std::unique_ptr<ManualClock> m_clock;
-    std::unique_ptr<ManualScheduler> m_scheduler;
-    std::unique_ptr<ProviderRunner> m_runner;
-    std::unique_ptr<DiagnosticLogger> m_logger;
+    std::unique_ptr<MonitorHarness> m_monitoring;
     int m_updates = 0;
 };
 
 void SessionMonitorsTest::init() {
-    m_clock = std::make_unique<ManualClock>();
-    m_scheduler = std::make_unique<ManualScheduler>(*m_clock);
-    m_runner = std::make_unique<ProviderRunner>(2);
-    m_logger = std::make_unique<DiagnosticLogger>(*m_clock, QTimeZone::utc(), nullptr);
+    m_monitoring = std::make_unique<MonitorHarness>();
     m_updates = 0;
 }
 
 void SessionMonitorsTest::cleanup() {
-    m_runner.reset();
+    m_monitoring.reset();
 }
 
 void SessionMonitorsTest::readingsReachTheStore() {
@@ -64,14 +54,14 @@ void SessionMonitorsTest::readingsReachTheStore() {
     source->script({QList{session(u"a"_s, 2), session(u"b"_s, 1)}, QList{session(u"c"_s, 3)}});
     SessionStore store;
     const auto monitor = SessionMonitoring::monitor("claudeSessions", MonitorPeriod::claudeSessions, source,
-                                                    store, services(), [this] { ++m_updates; });
+                                                    store, m_monitoring->services(), [this] { ++m_updates; });
     monitor->start();
-    QVERIFY(lands(*monitor));
+    QVERIFY(MonitorHarness::lands(*monitor));
     QCOMPARE(idsOf(store.sessions()), (QStringList{u"a"_s, u"b"_s}));
     QCOMPARE(m_updates, 1);
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(45));
-    QVERIFY(m_scheduler->advanceToNext());
-    QVERIFY(lands(*monitor));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(45));
+    QVERIFY(m_monitoring->scheduler.advanceToNext());
+    QVERIFY(MonitorHarness::lands(*monitor));
     QCOMPARE(idsOf(store.sessions()), QStringList{u"c"_s});
     QCOMPARE(source->limits(),
              (QList<int>{SessionMonitoring::sessionLimit, SessionMonitoring::sessionLimit}));
@@ -84,20 +74,21 @@ void SessionMonitorsTest::momentaryEmptinessIsSetAside() {
     source->script({one, QList<AgentSession>{}, QList<AgentSession>{}, QList<AgentSession>{}});
     SessionStore store;
     const auto monitor = SessionMonitoring::monitor(
-        "codexSessions", MonitorPeriod::codexSessions, source, store, services(), [this] { ++m_updates; }, 5);
+        "codexSessions", MonitorPeriod::codexSessions, source, store, m_monitoring->services(),
+        [this] { ++m_updates; }, 5);
     monitor->start();
-    QVERIFY(lands(*monitor));
+    QVERIFY(MonitorHarness::lands(*monitor));
     for (int empty = 1; empty <= 2; ++empty) {
-        QVERIFY(m_scheduler->advanceToNext());
-        QVERIFY(lands(*monitor));
+        QVERIFY(m_monitoring->scheduler.advanceToNext());
+        QVERIFY(MonitorHarness::lands(*monitor));
         QCOMPARE(idsOf(store.sessions()), QStringList{u"a"_s});
-        QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(5));
+        QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(5));
     }
     // The third empty reading in a row is believed.
-    QVERIFY(m_scheduler->advanceToNext());
-    QVERIFY(lands(*monitor));
+    QVERIFY(m_monitoring->scheduler.advanceToNext());
+    QVERIFY(MonitorHarness::lands(*monitor));
     QVERIFY(store.isEmpty());
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(120));
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(120));
     QCOMPARE(source->limits().first(), 5);
     monitor->stop();
 }
@@ -109,20 +100,21 @@ void SessionMonitorsTest::failureKeepsTheListAndRetriesSooner() {
          SessionProviderError{DiagnosticValue::errorKind("AntigravityError", qint64(2)), u"locked"_s},
          QList{session(u"b"_s, 1)}});
     SessionStore store;
-    const auto monitor = SessionMonitoring::monitor("antigravitySessions", MonitorPeriod::antigravitySessions,
-                                                    source, store, services(), [this] { ++m_updates; });
+    const auto monitor =
+        SessionMonitoring::monitor("antigravitySessions", MonitorPeriod::antigravitySessions, source, store,
+                                   m_monitoring->services(), [this] { ++m_updates; });
     monitor->start();
-    QVERIFY(lands(*monitor));
-    QVERIFY(m_scheduler->advanceToNext());
-    QVERIFY(lands(*monitor));
+    QVERIFY(MonitorHarness::lands(*monitor));
+    QVERIFY(m_monitoring->scheduler.advanceToNext());
+    QVERIFY(MonitorHarness::lands(*monitor));
     QCOMPARE(idsOf(store.sessions()), QStringList{u"a"_s});
     QVERIFY(monitor->isRetrying());
-    QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(5));
-    const QString logged = m_logger->recentLines().join(u'\n');
+    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(5));
+    const QString logged = m_monitoring->logger.recentLines().join(u'\n');
     QVERIFY2(logged.contains(u"failed"_s) && logged.contains(u"AntigravityError#2"_s), qPrintable(logged));
     QVERIFY(!logged.contains(u"locked"_s));
-    QVERIFY(m_scheduler->advanceToNext());
-    QVERIFY(lands(*monitor));
+    QVERIFY(m_monitoring->scheduler.advanceToNext());
+    QVERIFY(MonitorHarness::lands(*monitor));
     QCOMPARE(idsOf(store.sessions()), QStringList{u"b"_s});
     QVERIFY(!monitor->isRetrying());
     monitor->stop();

@@ -1,6 +1,7 @@
 #include "core/diagnostics/DiagnosticLogger.h"
 #include "services/vitals/SystemVitalsMonitor.h"
 #include "support/FakeProcRoot.h"
+#include "support/MonitorHarness.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,6 +12,7 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using namespace tessary::testing;
 using tessary::testing::FakeProcRoot;
 
 namespace {
@@ -211,10 +213,8 @@ void SystemVitalsProviderTest::monitorFillsTheStoreWithLabels() {
     const ProcFileSystem fs(proc.root());
     LiveSystemVitalsProvider provider(fs, static_cast<std::uint32_t>(::getuid()));
 
-    ManualClock clock;
-    ManualScheduler scheduler(clock);
-    ProviderRunner runner(2);
-    DiagnosticLogger logger(clock, QTimeZone::utc(), nullptr);
+    MonitorHarness harness;
+    auto& [clock, scheduler, logger, runner] = harness;
     SystemVitalsStore store;
     int updates = 0;
     ProcessLabels labels{{100}, {}};
