@@ -36,9 +36,9 @@ public:
     }
 
     // `key` is a program's name, or its name and first argument.
-    void answer(const QString& key, ShellResult result) {
+    void answer(const QString& key, const ShellResult& result) {
         const QMutexLocker locker(&m_lock);
-        m_answers.insert(key, std::move(result));
+        m_answers.insert(key, result);
     }
     QStringList calls() const {
         const QMutexLocker locker(&m_lock);
