@@ -62,7 +62,18 @@ void SurfacePanel::setFrame(const QRectF& frame) {
 }
 
 void SurfacePanel::present() {
-    m_compositing = m_traits.isCompositing();
+    // Asked of the window server as the panel maps, and then at most every few seconds: the loop
+    // presents every surface on each refresh, and a compositor seldom comes or goes.
+    if (!isVisible() || !m_compositingAskedAt.isValid() ||
+        m_compositingAskedAt.hasExpired(compositingRecheckMs)) {
+        const bool compositing = m_traits.isCompositing();
+        m_compositingAskedAt.start();
+        if (compositing != m_compositing && isVisible()) {
+            m_compositing = compositing;
+            updateInputRegion(true); // the window's own clip follows
+        }
+        m_compositing = compositing;
+    }
     if (presentFloatingPanel(*this, m_traits, m_prepared)) {
         updateInputRegion(true);
     }

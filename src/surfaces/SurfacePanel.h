@@ -3,6 +3,7 @@
 #include "surfaces/SurfacePainter.h"
 #include "surfaces/form/SurfaceDescription.h"
 
+#include <QElapsedTimer>
 #include <QPointF>
 #include <QRectF>
 #include <QWidget>
@@ -50,7 +51,8 @@ public:
 
     // Shows the panel without activating anything, first telling the window system what it is.
     void present();
-    // Whether the window system blends translucent windows (asked again on each present()).
+    // Whether the window system blends translucent windows (asked as the panel maps, then every few
+    // seconds while it stands).
     [[nodiscard]] bool isCompositing() const { return m_compositing; }
 
     // The texts assistive technologies read, the whole panel's and each module's.
@@ -84,6 +86,8 @@ private:
     double m_opacity = 1;
     bool m_hasScene = false;
     bool m_compositing = true;
+    static constexpr qint64 compositingRecheckMs = 5000;
+    QElapsedTimer m_compositingAskedAt;
     bool m_prepared = false;
     ModuleDescription m_description;
     std::vector<ModuleDescription> m_moduleDescriptions;

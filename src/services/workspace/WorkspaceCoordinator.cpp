@@ -134,6 +134,14 @@ void WorkspaceCoordinator::applyPresentationSettings() {
     }
 }
 
+const Localization& WorkspaceCoordinator::localizationFor(const std::optional<AppLanguage>& language) {
+    // Following the system's language asks the system's locale; once per change of the setting.
+    if (!m_localization || m_localization->first != language) {
+        m_localization.emplace(language, Localization::forSetting(language));
+    }
+    return m_localization->second;
+}
+
 void WorkspaceCoordinator::refresh(bool userInitiated) {
     // A refresh never runs inside another: a call from within one (a store that publishes while
     // the tick writes to it) runs right after it.
@@ -156,7 +164,7 @@ void WorkspaceCoordinator::refresh(bool userInitiated) {
 void WorkspaceCoordinator::runRefresh(bool userInitiated) {
     // 1-2. Read the screen; without displays nothing can stand anywhere.
     const std::optional<WorkspaceSnapshot> read = m_deps.reader.read();
-    const Localization localization = Localization::forSetting(m_deps.settingsStore.settings().language);
+    const Localization& localization = localizationFor(m_deps.settingsStore.settings().language);
     if (!read) {
         m_deps.model.setLastError(localization.text(u"Could not read the displays."_s));
         m_placements.clearDisplayed();

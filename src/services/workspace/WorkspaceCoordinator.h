@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/localization/Localization.h"
 #include "core/records/WorkspaceSnapshot.h"
 #include "core/settings/SettingsStore.h"
 #include "core/settings/SurfacePositionStore.h"
@@ -136,6 +137,7 @@ private:
     };
 
     void runRefresh(bool userInitiated);
+    const Localization& localizationFor(const std::optional<AppLanguage>& language);
     void scheduleNextCycle();
     void applyPresentationSettings();
     QStringList targetDisplays(const WorkspaceSnapshot& workspace, const TessarySettings& settings) const;
@@ -176,6 +178,7 @@ private:
     std::function<void(const DisplaySnapshot&)> m_permissionCardUpdate;
     SignalAcknowledgements m_acknowledgements;
     SurfacePresentation m_presentation;
+    std::optional<std::pair<std::optional<AppLanguage>, Localization>> m_localization;
     DetailCommandRouter m_commands;
     NotchEditController m_notchEditing;
 };
