@@ -46,17 +46,20 @@ struct Harness {
 
     SurfacePanel& panel() const { return surface->panel(); }
 
-    void send(QEvent::Type type, const QPointF& global, Qt::MouseButton button, Qt::MouseButtons buttons) {
+    void send(QEvent::Type type, const QPointF& global, Qt::MouseButton button,
+              Qt::MouseButtons buttons) const {
         QCursor::setPos(global.toPoint());
         QMouseEvent event(type, global - panel().frame().topLeft(), global, button, buttons, Qt::NoModifier);
         QApplication::sendEvent(&panel(), &event);
     }
-    void hoverAt(const QPointF& global) { send(QEvent::MouseMove, global, Qt::NoButton, Qt::NoButton); }
-    void press(const QPointF& global) {
+    void hoverAt(const QPointF& global) const { send(QEvent::MouseMove, global, Qt::NoButton, Qt::NoButton); }
+    void press(const QPointF& global) const {
         send(QEvent::MouseButtonPress, global, Qt::LeftButton, Qt::LeftButton);
     }
-    void dragTo(const QPointF& global) { send(QEvent::MouseMove, global, Qt::NoButton, Qt::LeftButton); }
-    void release(const QPointF& global) {
+    void dragTo(const QPointF& global) const {
+        send(QEvent::MouseMove, global, Qt::NoButton, Qt::LeftButton);
+    }
+    void release(const QPointF& global) const {
         send(QEvent::MouseButtonRelease, global, Qt::LeftButton, Qt::NoButton);
     }
 };

@@ -29,7 +29,7 @@ private slots:
 void HookEventTest::kinds_data() {
     QTest::addColumn<QByteArray>("json");
     QTest::addColumn<HookEvent::Kind>("expected");
-    const auto row = [](const char* name, const char* json, HookEvent::Kind kind) {
+    const auto row = [](const char* name, const char* json, const HookEvent::Kind& kind) {
         QTest::newRow(name) << QByteArray(json) << kind;
     };
     row("permission request keeps only object suggestions",
