@@ -1,21 +1,13 @@
 #include "modules/usage/UsageReport.h"
 
+#include "core/records/Overloaded.h"
+
 #include <algorithm>
 
 namespace tessary {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-template <typename... Cases>
-struct Overloaded : Cases... {
-    using Cases::operator()...;
-};
-template <typename... Cases>
-Overloaded(Cases...) -> Overloaded<Cases...>;
-
-} // namespace
 
 QString UsageLimitKinds::watchKey(const UsageLimitKind& kind) {
     return std::visit(

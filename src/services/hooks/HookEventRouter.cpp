@@ -1,6 +1,7 @@
 #include "services/hooks/HookEventRouter.h"
 
 #include "core/diagnostics/DiagnosticLog.h"
+#include "core/records/Overloaded.h"
 #include "modules/agents/live/AgentEventStore.h"
 #include "modules/agents/permissions/PermissionHoldPolicy.h"
 #include "modules/agents/permissions/PermissionSummary.h"
@@ -11,14 +12,6 @@
 namespace tessary {
 
 namespace {
-// Makes one visitor of several lambdas.
-template <typename... Ts>
-struct Overloaded : Ts... {
-    using Ts::operator()...;
-};
-template <typename... Ts>
-Overloaded(Ts...) -> Overloaded<Ts...>;
-
 QString newRequestID() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces);
 }

@@ -1,5 +1,6 @@
 #include "modules/agents/hooks/SessionHookState.h"
 
+#include "core/records/Overloaded.h"
 #include "modules/agents/hooks/TextClipping.h"
 
 #include <algorithm>
@@ -7,13 +8,6 @@
 namespace tessary {
 
 namespace {
-
-template <typename... Ts>
-struct Overloaded : Ts... {
-    using Ts::operator()...;
-};
-template <typename... Ts>
-Overloaded(Ts...) -> Overloaded<Ts...>;
 
 template <typename T>
 void dropOldest(QList<T>& list, qsizetype limit) {

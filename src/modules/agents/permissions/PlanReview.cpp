@@ -1,21 +1,12 @@
 #include "modules/agents/permissions/PlanReview.h"
 
+#include "core/records/Overloaded.h"
 #include "modules/agents/permissions/PermissionDecision.h"
 
 #include <QJsonArray>
 
 namespace tessary {
 
-namespace {
-
-template <typename... Visitors>
-struct Overloaded : Visitors... {
-    using Visitors::operator()...;
-};
-template <typename... Visitors>
-Overloaded(Visitors...) -> Overloaded<Visitors...>;
-
-} // namespace
 
 PlanReview PlanReview::requestingChanges(const QString& text) {
     QString feedback = text.trimmed();
