@@ -8,7 +8,6 @@ namespace tessary {
 
 using namespace Qt::StringLiterals;
 
-
 QString UsageLimitKinds::watchKey(const UsageLimitKind& kind) {
     return std::visit(
         Overloaded{

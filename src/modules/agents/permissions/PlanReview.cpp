@@ -7,7 +7,6 @@
 
 namespace tessary {
 
-
 PlanReview PlanReview::requestingChanges(const QString& text) {
     QString feedback = text.trimmed();
     if (feedback.isEmpty()) {
