@@ -88,7 +88,7 @@ void SettingsLaunchTest::theMenuEntryOpensGeneral() {
     QVERIFY(window);
     QVERIFY(QTest::qWaitForWindowExposed(window));
     QCOMPARE(window->section(), SettingsSection::general);
-    QVERIFY(hasWindowTitled(u"Tessary Settings"_s));
+    QTRY_VERIFY(hasWindowTitled(u"Tessary Settings"_s));
     // The display the workspace loop read is in the Displays pane.
     QVERIFY(window->findChild<QWidget*>(u"display:DP-1:visibility"_s));
 }
@@ -136,7 +136,7 @@ void SettingsLaunchTest::terminateClosesTheWindows() {
     delegate->applicationDidFinishLaunching();
     delegate->openSettings(SettingsSection::advanced);
     delegate->settingsWindow()->findChild<QPushButton*>(u"showLog"_s)->click();
-    QVERIFY(hasWindowTitled(u"Tessary Log"_s));
+    QTRY_VERIFY(hasWindowTitled(u"Tessary Log"_s));
     delegate->applicationWillTerminate();
     QVERIFY(!delegate->settingsWindow());
     QVERIFY(!delegate->logViewer()->window());
