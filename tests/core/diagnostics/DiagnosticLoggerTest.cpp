@@ -32,7 +32,6 @@ private slots:
     void timestamp_data();
     void timestamp();
     void localTimeFollowsTheZoneOfTheMoment();
-    void lineHasTheDocumentedShape();
     void ringBuffer_data();
     void ringBuffer();
     void debugWithVerboseOffDoesNotBuildItsFields();
@@ -99,13 +98,6 @@ void DiagnosticLoggerTest::localTimeFollowsTheZoneOfTheMoment() {
     } else {
         qputenv("TZ", saved);
     }
-}
-
-void DiagnosticLoggerTest::lineHasTheDocumentedShape() {
-    const QString line =
-        DiagnosticLine::line(sampleTime, QTimeZone(3600), DiagnosticCategory::panel, DiagnosticLevel::info,
-                             u"detail.show size=320x240 animated=yes"_s);
-    QCOMPARE(line, u"2026-03-14T09:26:53.589+01:00 panel info detail.show size=320x240 animated=yes"_s);
 }
 
 void DiagnosticLoggerTest::ringBuffer_data() {

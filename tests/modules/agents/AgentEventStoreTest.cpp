@@ -26,7 +26,6 @@ private slots:
     void promptEndsTheSessionsQuestions();
     void endingsAreCappedWithTheirAgents();
     void sessionStartRevivesAnEndedSession();
-    void agentDefaultsToClaude();
     void permissionQueueAndLapsedRequests();
     void unheldRequestsAreCappedPerSession();
     void statusLineRecordsFiguresAndKeepsLimits();
@@ -266,13 +265,6 @@ void AgentEventStoreTest::sessionStartRevivesAnEndedSession() {
     QCOMPARE(store.toolStarts().size(), 1);
     store.noteSessionStart(u"s"_s, u"resume"_s);
     QVERIFY(store.toolStarts().isEmpty());
-}
-
-void AgentEventStoreTest::agentDefaultsToClaude() {
-    AgentEventStore store;
-    QCOMPARE(store.agent(u"s"_s), u"claude"_s);
-    store.noteAgent(u"s"_s, u"codex"_s);
-    QCOMPARE(store.agent(u"s"_s), u"codex"_s);
 }
 
 void AgentEventStoreTest::permissionQueueAndLapsedRequests() {

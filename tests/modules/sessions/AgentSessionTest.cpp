@@ -38,7 +38,6 @@ private slots:
     void contextLabels();
     void liveSubagents_data();
     void liveSubagents();
-    void attachHostSetsTheThreeFields();
     void storeSwapsWhileReadersCopy();
 };
 
@@ -137,15 +136,6 @@ void AgentSessionTest::liveSubagents() {
     const QStringList expected =
         alive ? QStringList{u"before"_s, u"probe"_s, u"after"_s} : QStringList{u"before"_s, u"after"_s};
     QCOMPARE(ids, expected);
-}
-
-void AgentSessionTest::attachHostSetsTheThreeFields() {
-    AgentSession session;
-    session.hostProject = u"old"_s;
-    session.attachHost(u"Orca"_s, u"term-1"_s, std::nullopt);
-    QCOMPARE(session.hostOrigin, u"Orca"_s);
-    QCOMPARE(session.hostItemID, u"term-1"_s);
-    QVERIFY(!session.hostProject);
 }
 
 void AgentSessionTest::storeSwapsWhileReadersCopy() {
