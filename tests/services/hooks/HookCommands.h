@@ -1,11 +1,13 @@
 #pragma once
 
+#include "core/diagnostics/DiagnosticLogger.h"
 #include "modules/agents/installers/AgentHookInstaller.h"
 
 #include <QProcess>
 #include <QString>
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -61,6 +63,13 @@ inline HookRun finish(QProcess* process, int waitMilliseconds = 15000) {
     }
     return {process->exitStatus() == QProcess::NormalExit ? process->exitCode() : -1,
             process->readAllStandardOutput()};
+}
+
+// Whether a recent line of the diagnostic log holds `fragment`.
+inline bool logged(const QString& fragment) {
+    const QStringList lines = tessary::DiagnosticLogger::shared().recentLines();
+    return std::any_of(lines.cbegin(), lines.cend(),
+                       [&](const QString& line) { return line.contains(fragment); });
 }
 
 } // namespace HookCommands

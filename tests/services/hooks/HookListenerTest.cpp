@@ -1,6 +1,5 @@
 #include "services/hooks/HookListener.h"
 
-#include "core/diagnostics/DiagnosticLogger.h"
 #include "modules/agents/live/AgentEventStore.h"
 #include "services/hooks/HookCommands.h"
 #include "services/hooks/HookConnection.h"
@@ -10,7 +9,6 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QRegularExpression>
@@ -23,7 +21,9 @@ using namespace Qt::StringLiterals;
 
 using HookCommands::decisionCommand;
 using HookCommands::eventCommand;
+using HookCommands::finish;
 using HookCommands::HookRun;
+using HookCommands::logged;
 
 // The listener as agents reach it: through the exact commands that the installers write into their
 // settings, run by a real shell with real curl, with bodies that the real Claude Code CLI sent.
@@ -62,7 +62,6 @@ private slots:
 private:
     void restartWith(HookSocketServer::Limits limits);
     std::unique_ptr<QProcess> start(const QString& command, const QByteArray& body);
-    static HookRun finish(QProcess* process, int waitMilliseconds = 15000);
     HookRun run(const QString& command, const QByteArray& body);
     // Runs the decision command and waits until its request is held; the command is left running.
     std::unique_ptr<QProcess> startDecision(const QByteArray& body, const QString& source = {});
@@ -73,7 +72,6 @@ private:
     QString replay(const QString& scenario);
     QString token() const;
     QByteArray rawExchange(const QByteArray& request, int waitMilliseconds = 3000);
-    bool logged(const QString& fragment) const;
 
     std::unique_ptr<QTemporaryDir> m_home;
     std::unique_ptr<AgentEventStore> m_store;
@@ -144,13 +142,9 @@ std::unique_ptr<QProcess> HookListenerTest::start(const QString& command, const 
     return HookCommands::start(m_home->path(), command, body);
 }
 
-HookRun HookListenerTest::finish(QProcess* process, int waitMilliseconds) {
-    return HookCommands::finish(process, waitMilliseconds);
-}
-
 HookRun HookListenerTest::run(const QString& command, const QByteArray& body) {
     const auto process = start(command, body);
-    return finish(process.get(), 15000);
+    return finish(process.get());
 }
 
 std::unique_ptr<QProcess> HookListenerTest::startDecision(const QByteArray& body, const QString& source) {
@@ -235,12 +229,6 @@ QByteArray HookListenerTest::rawExchange(const QByteArray& request, int waitMill
         received += "<still open>";
     }
     return received;
-}
-
-bool HookListenerTest::logged(const QString& fragment) const {
-    const QStringList lines = DiagnosticLogger::shared().recentLines();
-    return std::any_of(lines.cbegin(), lines.cend(),
-                       [&](const QString& line) { return line.contains(fragment); });
 }
 
 void HookListenerTest::filesArePrivateAndTheTokenIsKept() {
@@ -516,6 +504,8 @@ void HookListenerTest::thirdPartyRequestsAreHeldAndShown() {
 }
 
 void HookListenerTest::codexEveryEvent() {
+    // Codex's commands name their source: what the listener notes of it and how it holds its requests.
+    // What each event's body means is read, and tested, in the pure layer.
     const QString session = u"019c8a4d-8f45-7010-8b5d-7fad920aa6f9"_s;
     const QString codex = u"codex"_s;
     const auto post = [&](const QJsonObject& body) { return postEvent(json(body), codex).exitCode; };
@@ -523,70 +513,22 @@ void HookListenerTest::codexEveryEvent() {
     QCOMPARE(post(codexBody(u"SessionStart"_s, {{u"source"_s, u"startup"_s}})), 0);
     QCOMPARE(m_store->agent(session), codex);
     QCOMPARE(m_store->models().value(session).model, u"gpt-5.3-codex"_s);
-    QCOMPARE(post(codexBody(u"UserPromptSubmit"_s, {{u"prompt"_s, u"fix the build"_s}})), 0);
-    QCOMPARE(m_store->live().value(session).activity, AgentActivity::working);
-
-    const QJsonObject patch{
-        {u"command"_s, u"*** Begin Patch\n*** Update File: src/main.rs\n@@\n*** End Patch"_s}};
     QCOMPARE(post(codexBody(u"PreToolUse"_s, {{u"tool_name"_s, u"apply_patch"_s},
-                                              {u"tool_input"_s, patch},
+                                              {u"tool_input"_s, QJsonObject{{u"command"_s, u"x"_s}}},
                                               {u"tool_use_id"_s, u"call_1"_s}})),
              0);
     QCOMPARE(m_store->live().value(session).tool, u"apply_patch"_s);
-    QCOMPARE(m_store->toolStarts().value(u"call_1"_s).summary, u"src/main.rs"_s);
-    QCOMPARE(
-        post(codexBody(u"PostToolUse"_s, {{u"tool_name"_s, u"apply_patch"_s},
-                                          {u"tool_input"_s, patch},
-                                          {u"tool_use_id"_s, u"call_1"_s},
-                                          {u"tool_response"_s, u"Success. Updated the following files"_s}})),
-        0);
-    QCOMPARE(m_store->finishedTools().size(), 1);
 
-    // Codex's question tool never passes through a permission request: its PreToolUse blocks.
-    const QJsonObject question{
-        {u"questions"_s,
-         QJsonArray{QJsonObject{{u"question"_s, u"Which branch?"_s},
-                                {u"options"_s, QJsonArray{QJsonObject{{u"label"_s, u"main"_s}}}}}}}};
-    QCOMPARE(post(codexBody(u"PreToolUse"_s, {{u"tool_name"_s, u"request_user_input"_s},
-                                              {u"tool_input"_s, question},
-                                              {u"tool_use_id"_s, u"call_2"_s}})),
-             0);
-    QCOMPARE(m_store->live().value(session).activity, AgentActivity::blocked);
-
-    // Nothing can answer it: it is shown, to be answered in the terminal.
-    const auto unanswerable = m_store->pendingPermissions(codex);
-    QCOMPARE(unanswerable.size(), 1);
-    QCOMPARE(unanswerable.first().id, u"call_2"_s);
-    QCOMPARE(unanswerable.first().question->text, u"Which branch?"_s);
-    QCOMPARE(m_listener->heldRequests(), QStringList());
-
-    // Its permission request goes through the decision command with the Codex source, and is held.
-    const QByteArray request =
-        json(codexBody(u"PermissionRequest"_s,
-                       {{u"tool_name"_s, u"Bash"_s},
-                        {u"tool_input"_s,
-                         QJsonObject{{u"command"_s, u"cargo test"_s}, {u"description"_s, u"run tests"_s}}}}));
+    const QByteArray request = json(
+        codexBody(u"PermissionRequest"_s, {{u"tool_name"_s, u"Bash"_s},
+                                           {u"tool_input"_s, QJsonObject{{u"command"_s, u"cargo test"_s}}}}));
     const auto decision = startDecision(request, codex);
     QCOMPARE(m_listener->heldRequests().size(), 1);
-    QCOMPARE(m_store->permissionAsks().size(), 1);
     const PendingPermission held = m_store->pendingPermissions(codex).first();
     QCOMPARE(held.agentLabel, u"Codex"_s);
     QVERIFY(!held.supportsAlwaysAllow);
 
-    QCOMPARE(post(codexBody(u"SubagentStart"_s, {{u"agent_id"_s, u"019c8a4e-0000-7000-8000-000000000001"_s},
-                                                 {u"agent_type"_s, u"worker"_s}})),
-             0);
-    QCOMPARE(m_store->sessionHooks().state(session)->subagents.size(), 1);
-    QCOMPARE(post(codexBody(u"SubagentStop"_s, {{u"agent_id"_s, u"019c8a4e-0000-7000-8000-000000000001"_s}})),
-             0);
-    QVERIFY(m_store->sessionHooks().state(session)->subagents.isEmpty());
-    QCOMPARE(post(codexBody(u"PreCompact"_s, {{u"trigger"_s, u"auto"_s}})), 0);
-    QVERIFY(m_store->sessionHooks().state(session)->compacting);
-    QCOMPARE(post(codexBody(u"PostCompact"_s, {{u"trigger"_s, u"auto"_s}})), 0);
-    QCOMPARE(m_store->sessionHooks().state(session)->lastCompaction->trigger, u"auto"_s);
-
     QCOMPARE(post(codexBody(u"Interrupt"_s)), 0);
-    QCOMPARE(m_store->turnResults().last().kind, AgentTurnResult::Kind::interrupted);
     QCOMPARE(m_store->turnResults().last().id(), session + u":turn-7"_s);
     QVERIFY(m_store->toolStarts().isEmpty());
     QCOMPARE(decision->state(), QProcess::Running);
@@ -656,9 +598,6 @@ void HookListenerTest::garbageBodies_data() {
     QTest::addColumn<QByteArray>("body");
     QTest::newRow("empty") << QByteArray();
     QTest::newRow("not JSON") << QByteArray("session_id=abc&hook_event_name=Stop");
-    QTest::newRow("JSON array") << QByteArray(R"([{"session_id":"s","hook_event_name":"Stop"}])");
-    QTest::newRow("session id not a string") << QByteArray(R"({"session_id":17,"hook_event_name":"Stop"})");
-    QTest::newRow("truncated") << QByteArray(R"({"session_id":"s","hook_event_name":"St)");
     static const char binary[] = "\x00\xff\xfe{\"session_id\":\"s\"}\x01";
     QTest::newRow("binary") << QByteArray(binary, sizeof(binary) - 1);
     QTest::newRow("deep nesting") << QByteArray(20000, '[') + QByteArray(20000, ']');

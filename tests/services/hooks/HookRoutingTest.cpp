@@ -24,7 +24,6 @@ private slots:
     void headersAreNoted();
     void toolsAreShownByTheirLastName();
     void longRunningToolIsTheOnlyPostToolUseThatUpdates();
-    void waitForThePermissionIsNotRunningTime();
     void sessionStateEventsUpdateOnlyWhenTheyChangeSomething();
     void bodyWithoutEventNameIsNotedOnly();
     void modelsFollowStartAndSwitch();
@@ -162,7 +161,6 @@ void HookRoutingTest::toolsAreShownByTheirLastName() {
                "tool_input":{"url":"https://github.invalid/o/r"},"tool_use_id":"toolu_1"})");
     QCOMPARE(m_store->live().value(u"s"_s).tool, u"create_issue"_s);
     QCOMPARE(m_store->toolStarts().value(u"toolu_1"_s).tool, u"create_issue"_s);
-    QCOMPARE(m_store->toolStarts().value(u"toolu_1"_s).summary, u"https://github.invalid/o/r"_s);
     // The fingerprint keeps the raw name, so that a later permission request of the call matches.
     QCOMPARE(m_store->toolStarts().value(u"toolu_1"_s).fingerprint->tool, u"mcp__github__create_issue"_s);
     QVERIFY(logged(u"hook event=PreToolUse session=s tool=mcp__github__create_issue"_s));
@@ -199,29 +197,6 @@ void HookRoutingTest::longRunningToolIsTheOnlyPostToolUseThatUpdates() {
     handle(R"({"session_id":"s","hook_event_name":"PostToolUse","tool_use_id":"unknown"})");
     QCOMPARE(m_store->finishedTools().size(), 2);
     QCOMPARE(updatesAfterEvents(), 0);
-}
-
-void HookRoutingTest::waitForThePermissionIsNotRunningTime() {
-    // Claude Code's permission request carries no call id: the call is known by its fingerprint.
-    handle(R"({"session_id":"s","hook_event_name":"PreToolUse","tool_name":"Bash",
-               "tool_input":{"command":"rm -rf build","description":"Remove build"},"tool_use_id":"toolu_9"})");
-    m_clock.advance(1);
-    QVERIFY(handle(R"({"session_id":"s","hook_event_name":"PermissionRequest","tool_name":"Bash",
-                       "tool_input":{"command":"rm -rf build","description":"Delete the build folder"}})"));
-    QCOMPARE(m_store->permissionAsks().size(), 1);
-    QCOMPARE(m_listener->heldRequests().size(), 1);
-    m_clock.advance(600);
-    handle(R"({"session_id":"s","hook_event_name":"PostToolUse","tool_name":"Bash","tool_use_id":"toolu_9",
-               "tool_input":{"command":"rm -rf build"}})");
-    // The tool ran, so it was allowed in the terminal: the hold is over.
-    QVERIFY(m_listener->heldRequests().isEmpty());
-    QVERIFY(m_store->permissions().isEmpty());
-    QVERIFY(logged(u"permission.released reason=PostToolUse"_s) || m_store->finishedTools().size() == 1);
-    // Answered in the terminal at an unknown time: no running time, so no long-running notice.
-    const ToolRun run = m_store->finishedTools().last();
-    QVERIFY(std::holds_alternative<ToolRun::Unknown>(run.wait));
-    QCOMPARE(AgentChanges::longRunningTime(run), std::nullopt);
-    QVERIFY(m_store->permissionAsks().isEmpty());
 }
 
 void HookRoutingTest::sessionStateEventsUpdateOnlyWhenTheyChangeSomething() {
@@ -261,8 +236,6 @@ void HookRoutingTest::modelsFollowStartAndSwitch() {
         R"({"session_id":"s","hook_event_name":"PostModelSwitch","from_model":"claude-opus-4-8","to_model":"claude-sonnet-5"})");
     QCOMPARE(m_store->models().value(u"s"_s),
              (LiveModel{u"claude-sonnet-5"_s, u"claude-opus-4-8"_s, m_clock.now()}));
-    handle(R"({"session_id":"s","hook_event_name":"PostModelSwitch","from_model":"x"})");
-    QCOMPARE(m_store->models().value(u"s"_s).model, u"claude-sonnet-5"_s);
     handle(R"({"session_id":"s","hook_event_name":"CwdChanged","new_cwd":"/tmp/sub"})");
     QCOMPARE(m_store->sessionProjects().value(u"s"_s), u"/tmp/sub"_s);
 }
@@ -390,15 +363,7 @@ void HookRoutingTest::captionsComeFromTheSessionList() {
     QCOMPARE(pending.sessionColor, u"purple"_s);
     QCOMPARE(pending.directory, std::nullopt);
     QCOMPARE(pending.askedAt, m_clock.now());
-    // A malformed input is an empty one: an empty summary, no files.
-    const bool malformedHeld =
-        handle(R"({"session_id":"c","hook_event_name":"PermissionRequest","tool_name":"apply_patch",)"
-               R"("tool_input":"*** Add File: a"})");
-    QVERIFY(malformedHeld);
-    const PendingPermission malformed = m_store->pendingPermissions().last();
-    QCOMPARE(malformed.summary, QString());
-    QVERIFY(malformed.files.isEmpty());
-    QCOMPARE(m_listener->heldRequests().size(), 2);
+    QCOMPARE(m_listener->heldRequests(), QStringList{u"toolu_7"_s});
 }
 
 void HookRoutingTest::officialListReleasesWhatTheTerminalAnswered() {

@@ -1,4 +1,3 @@
-#include "core/diagnostics/DiagnosticLogger.h"
 #include "modules/agents/live/AgentEventStore.h"
 #include "modules/agents/permissions/PermissionCommand.h"
 #include "platform/processes/fake/FakeAgentProcesses.h"
@@ -18,6 +17,7 @@
 using namespace tessary;
 using namespace Qt::StringLiterals;
 using HookCommands::HookRun;
+using HookCommands::logged;
 
 // Permission requests held on their connection, as the agents make them: the installed decision command
 // run by a real shell with real curl, over loopback, answered, released or expired by the listener.
@@ -33,7 +33,6 @@ private slots:
     void turnEnders_data();
     void turnEnders();
     void toolEndReleasesTheOlderOfTwoIdenticalRequests();
-    void secondRequestDoesNotReleaseTheFirst();
     void newPlanReplacesTheHeldPlan();
     void closedConnectionReleases();
     void deadlineExpiresAndTheEntryStaysForAWhile();
@@ -48,7 +47,6 @@ private:
     // Runs the decision command and waits until the listener holds its request; the command runs on.
     std::shared_ptr<QProcess> hold(const QByteArray& body, const QString& source = {}, int curlLimit = 0);
     HookRun post(const QByteArray& body, const QString& source = {});
-    static bool logged(const QString& fragment);
 
     std::unique_ptr<QTemporaryDir> m_home;
     std::unique_ptr<AgentEventStore> m_store;
@@ -126,12 +124,6 @@ std::shared_ptr<QProcess> PermissionHoldTest::hold(const QByteArray& body, const
 HookRun PermissionHoldTest::post(const QByteArray& body, const QString& source) {
     const auto process = HookCommands::start(m_home->path(), HookCommands::eventCommand(source), body);
     return HookCommands::finish(process.get());
-}
-
-bool PermissionHoldTest::logged(const QString& fragment) {
-    const QStringList lines = DiagnosticLogger::shared().recentLines();
-    return std::any_of(lines.cbegin(), lines.cend(),
-                       [&](const QString& line) { return line.contains(fragment); });
 }
 
 void PermissionHoldTest::decisionBodies_data() {
@@ -374,18 +366,6 @@ void PermissionHoldTest::toolEndReleasesTheOlderOfTwoIdenticalRequests() {
              0);
     QCOMPARE(HookCommands::finish(younger.get()), (HookRun{0, {}}));
     QVERIFY(m_listener->heldRequests().isEmpty());
-}
-
-void PermissionHoldTest::secondRequestDoesNotReleaseTheFirst() {
-    const auto first = hold(bash(u"s"_s, u"git push"_s));
-    const auto second = hold(bash(u"s"_s, u"git push --force"_s));
-    const auto third = hold(request(u"s"_s, u"Write"_s, {{u"file_path"_s, u"/tmp/x"_s}}));
-    QCOMPARE(m_listener->heldRequests().size(), 3);
-    QCOMPARE(first->state(), QProcess::Running);
-    const QList<PendingPermission> queue = m_store->pendingPermissions();
-    QCOMPARE(queue.size(), 3);
-    QCOMPARE(queue[0].summary, u"git push"_s);
-    QCOMPARE(queue[2].summary, u"/tmp/x"_s);
 }
 
 void PermissionHoldTest::newPlanReplacesTheHeldPlan() {
