@@ -1,16 +1,7 @@
 #include "services/usage/ClaudeOAuthUsageProvider.h"
 
 #include "modules/usage/ClaudeUsageParser.h"
-
-#include <QEventLoop>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
-#include <QSslConfiguration>
-#include <QTimer>
-
-#include <algorithm>
-#include <cmath>
+#include "services/network/BlockingHttp.h"
 
 namespace tessary {
 
@@ -18,21 +9,20 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// How often a reading in flight looks at its cancellation token.
-constexpr int cancellationPollMilliseconds = 100;
-
-enum class Interruption { none, timedOut, cancelled, tooLarge };
-
-ClaudeUsageError transportError(QNetworkReply::NetworkError error) {
-    switch (error) {
-    case QNetworkReply::SslHandshakeFailedError:
-    case QNetworkReply::InsecureRedirectError:
-        return {ClaudeUsageError::Kind::untrusted};
-    case QNetworkReply::TimeoutError:
-        return {ClaudeUsageError::Kind::timedOut};
-    default:
-        return {ClaudeUsageError::Kind::unreachable};
+ClaudeUsageError::Kind errorKind(HttpFailure failure) {
+    switch (failure) {
+    case HttpFailure::timedOut:
+        return ClaudeUsageError::Kind::timedOut;
+    case HttpFailure::cancelled:
+        return ClaudeUsageError::Kind::cancelled;
+    case HttpFailure::tooLarge:
+        return ClaudeUsageError::Kind::invalidPayload;
+    case HttpFailure::untrusted:
+        return ClaudeUsageError::Kind::untrusted;
+    case HttpFailure::unreachable:
+        break;
     }
+    return ClaudeUsageError::Kind::unreachable;
 }
 
 } // namespace
@@ -74,80 +64,20 @@ ClaudeOAuthUsageProvider::fetchUsage(const CancellationToken& cancellation) cons
         return *error;
     }
 
-    QNetworkRequest request(m_configuration.endpoint);
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    const HttpOptions options{m_configuration.timeoutSeconds, maximumBodySize,
+                              m_configuration.extraAuthorities};
+    QNetworkRequest request = BlockingHttp::request(m_configuration.endpoint, options);
     request.setRawHeader("Authorization", std::get<AccessToken>(token).bearerHeaderValue());
     request.setRawHeader("anthropic-beta", "oauth-2025-04-20");
     request.setRawHeader("Content-Type", "application/json");
     request.setRawHeader("User-Agent", m_configuration.userAgent.toUtf8());
-    if (!m_configuration.extraAuthorities.isEmpty()) {
-        QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
-        tls.addCaCertificates(m_configuration.extraAuthorities);
-        request.setSslConfiguration(tls);
-    }
 
-    // Made on this worker thread and driven by a loop of its own, so that the main thread never
-    // waits for the network.
-    QNetworkAccessManager manager;
-    manager.setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
-    QEventLoop loop;
-    QNetworkReply* reply = manager.get(request);
-    Interruption interruption = Interruption::none;
-    const auto interrupt = [&](Interruption why) {
-        if (interruption == Interruption::none) {
-            interruption = why;
-            reply->abort();
-        }
-    };
-
-    QTimer deadline;
-    deadline.setSingleShot(true);
-    deadline.setTimerType(Qt::PreciseTimer);
-    const double seconds =
-        std::isfinite(m_configuration.timeoutSeconds) ? m_configuration.timeoutSeconds : 60;
-    deadline.start(static_cast<int>(std::clamp(seconds, 0.001, 3600.0) * 1000));
-    QObject::connect(&deadline, &QTimer::timeout, &loop, [&] { interrupt(Interruption::timedOut); });
-    QTimer watch;
-    watch.start(cancellationPollMilliseconds);
-    QObject::connect(&watch, &QTimer::timeout, &loop, [&] {
-        if (cancellation.isCancelled()) {
-            interrupt(Interruption::cancelled);
-        }
-    });
-    QObject::connect(reply, &QNetworkReply::downloadProgress, &loop, [&](qint64 received, qint64) {
-        if (received > maximumBodySize) {
-            interrupt(Interruption::tooLarge);
-        }
-    });
-    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    if (!reply->isFinished()) {
-        loop.exec();
+    HttpResult result = BlockingHttp::send(BlockingHttp::Method::get, request, {}, options, cancellation);
+    if (const auto* failure = std::get_if<HttpFailure>(&result)) {
+        return ClaudeUsageError{errorKind(*failure)};
     }
-    deadline.stop();
-    watch.stop();
-
-    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    const QNetworkReply::NetworkError networkError = reply->error();
-    const QByteArray body =
-        interruption == Interruption::none ? reply->read(maximumBodySize + 1) : QByteArray();
-
-    switch (interruption) {
-    case Interruption::timedOut:
-        return ClaudeUsageError{ClaudeUsageError::Kind::timedOut};
-    case Interruption::cancelled:
-        return ClaudeUsageError{ClaudeUsageError::Kind::cancelled};
-    case Interruption::tooLarge:
-        return ClaudeUsageError{ClaudeUsageError::Kind::invalidPayload};
-    case Interruption::none:
-        break;
-    }
-    if (!status.isValid()) {
-        // No HTTP answer came: the connection, the name or the certificate failed.
-        return transportError(networkError);
-    }
-    const int code = status.toInt();
+    const auto& answer = std::get<HttpAnswer>(result);
+    const int code = answer.statusCode;
     if (code == 401 || code == 403) {
         m_tokenCache.clear();
         return ClaudeUsageError{ClaudeUsageError::Kind::unauthorized};
@@ -155,10 +85,10 @@ ClaudeOAuthUsageProvider::fetchUsage(const CancellationToken& cancellation) cons
     if (code != 200) {
         return ClaudeUsageError{ClaudeUsageError::Kind::requestFailed, code};
     }
-    if (networkError != QNetworkReply::NoError) {
-        // A 200 whose body broke off midway.
-        return transportError(networkError);
+    if (answer.brokenOff) {
+        return ClaudeUsageError{errorKind(*answer.brokenOff)};
     }
+    const QByteArray& body = answer.body;
     ClaudeUsageParseResult parsed = ClaudeUsageParser::parse(body, m_clock.now());
     if (std::holds_alternative<ClaudeUsageParserError>(parsed)) {
         return ClaudeUsageError{ClaudeUsageError::Kind::invalidPayload};
