@@ -1,12 +1,14 @@
 #pragma once
 
 // Real top-level X11 windows for tests and benchmarks, made on a connection of their own and
-// steered the way a pager or a user would: through the window manager's EWMH messages.
+// steered the way a pager or a user would: through the window manager's EWMH messages; and what the
+// X server and the window manager say about any window.
 
 #include <QByteArray>
 #include <QRect>
 #include <QString>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -159,7 +161,35 @@ public:
     }
 
     // The windows the window manager lists, bottom to top.
-    [[nodiscard]] std::vector<xcb_window_t> stacking() { return windowList("_NET_CLIENT_LIST_STACKING"); }
+    [[nodiscard]] std::vector<xcb_window_t> stacking() {
+        return values(m_screen->root, "_NET_CLIENT_LIST_STACKING", XCB_ATOM_WINDOW);
+    }
+    [[nodiscard]] std::optional<std::uint32_t> activeWindow() {
+        return cardinal(m_screen->root, "_NET_ACTIVE_WINDOW", XCB_ATOM_WINDOW);
+    }
+    [[nodiscard]] std::optional<std::uint32_t> currentDesktop() {
+        return cardinal(m_screen->root, "_NET_CURRENT_DESKTOP", XCB_ATOM_CARDINAL);
+    }
+    [[nodiscard]] std::optional<std::uint32_t> desktopOf(xcb_window_t window) {
+        return cardinal(window, "_NET_WM_DESKTOP", XCB_ATOM_CARDINAL);
+    }
+    [[nodiscard]] bool hasState(xcb_window_t window, const char* state) {
+        const std::vector<std::uint32_t> states = values(window, "_NET_WM_STATE", XCB_ATOM_ATOM);
+        return std::find(states.begin(), states.end(), atom(state)) != states.end();
+    }
+    // Whether the window manager lists the atom among what it supports.
+    [[nodiscard]] bool supports(const char* name) {
+        const std::vector<std::uint32_t> supported = values(m_screen->root, "_NET_SUPPORTED", XCB_ATOM_ATOM);
+        return std::find(supported.begin(), supported.end(), atom(name)) != supported.end();
+    }
+    // Whether the window and all its ancestors are mapped: what a person can see.
+    [[nodiscard]] bool isViewable(xcb_window_t window) {
+        auto* reply = xcb_get_window_attributes_reply(
+            m_connection, xcb_get_window_attributes(m_connection, window), nullptr);
+        const bool viewable = reply != nullptr && reply->map_state == XCB_MAP_STATE_VIEWABLE;
+        std::free(reply);
+        return viewable;
+    }
 
     xcb_atom_t atom(const char* name) {
         auto* reply = xcb_intern_atom_reply(
@@ -186,18 +216,20 @@ private:
         xcb_flush(m_connection);
     }
 
-    std::vector<xcb_window_t> windowList(const char* property) {
+    std::vector<std::uint32_t> values(xcb_window_t window, const char* property, xcb_atom_t type) {
         auto* reply = xcb_get_property_reply(
-            m_connection,
-            xcb_get_property(m_connection, 0, m_screen->root, atom(property), XCB_ATOM_WINDOW, 0, 4096),
-            nullptr);
-        std::vector<xcb_window_t> windows;
-        if (reply != nullptr) {
-            const auto* values = static_cast<const xcb_window_t*>(xcb_get_property_value(reply));
-            windows.assign(values, values + xcb_get_property_value_length(reply) / 4);
-            std::free(reply);
+            m_connection, xcb_get_property(m_connection, 0, window, atom(property), type, 0, 4096), nullptr);
+        std::vector<std::uint32_t> result;
+        if (reply != nullptr && reply->format == 32) {
+            const auto* data = static_cast<const std::uint32_t*>(xcb_get_property_value(reply));
+            result.assign(data, data + xcb_get_property_value_length(reply) / 4);
         }
-        return windows;
+        std::free(reply);
+        return result;
+    }
+    std::optional<std::uint32_t> cardinal(xcb_window_t window, const char* property, xcb_atom_t type) {
+        const std::vector<std::uint32_t> all = values(window, property, type);
+        return all.empty() ? std::nullopt : std::optional(all.front());
     }
 
     xcb_connection_t* m_connection = nullptr;
