@@ -4,6 +4,7 @@
 #include "services/monitoring/Scheduler.h"
 #include "services/usage/ClaudeOAuthUsageProvider.h"
 #include "services/usage/ClaudeUsageMonitor.h"
+#include "support/StandInHttpsServer.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -11,15 +12,14 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTcpServer>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QtConcurrent/QtConcurrentRun>
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using tessary::testing::StandInHttpsServer;
 
 namespace {
 
@@ -44,26 +44,13 @@ QString kindOf(const ClaudeOAuthUsageProvider::Result& result) {
 class ClaudeUsageEndpointTest : public QObject {
     Q_OBJECT
 
-    QTemporaryDir m_folder;
-    QProcess m_server;
-    quint16 m_port = 0;
-    QList<QSslCertificate> m_authorities;
-    QByteArray m_serverOutput;
-
-    QUrl url(const QString& path) const {
-        QUrl url;
-        url.setScheme(u"https"_s);
-        url.setHost(u"localhost"_s);
-        url.setPort(m_port);
-        url.setPath(path);
-        return url;
-    }
+    StandInHttpsServer m_server;
 
     ClaudeOAuthUsageProvider::Configuration configuration(const QString& path, double timeout = 10) const {
         ClaudeOAuthUsageProvider::Configuration configuration;
-        configuration.endpoint = url(path);
+        configuration.endpoint = m_server.url(path);
         configuration.timeoutSeconds = timeout;
-        configuration.extraAuthorities = m_authorities;
+        configuration.extraAuthorities = m_server.authorities();
         return configuration;
     }
 
@@ -73,60 +60,8 @@ class ClaudeUsageEndpointTest : public QObject {
         return QtConcurrent::run([&] { return provider.fetchUsage(cancellation); }).result();
     }
 
-    // The requests the server has seen, oldest first.
-    QList<QJsonObject> requests() {
-        m_serverOutput += m_server.readAllStandardOutput();
-        QList<QJsonObject> result;
-        for (const QByteArray& line : m_serverOutput.split('\n')) {
-            const QJsonDocument document = QJsonDocument::fromJson(line);
-            if (document.isObject()) {
-                result.append(document.object());
-            }
-        }
-        return result;
-    }
-
-    // The count once the server has written out every request so far.
-    qsizetype settledRequestCount() {
-        qsizetype count = -1;
-        while (count != requests().size()) {
-            count = requests().size();
-            QTest::qWait(150);
-        }
-        return count;
-    }
-
 private slots:
-    void initTestCase() {
-        QVERIFY(m_folder.isValid());
-        const QString cert = m_folder.filePath(u"cert.pem"_s);
-        const QString key = m_folder.filePath(u"key.pem"_s);
-        QProcess openssl;
-        openssl.start(u"openssl"_s,
-                      {u"req"_s, u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s,
-                       u"ec_paramgen_curve:prime256v1"_s, u"-nodes"_s, u"-days"_s, u"1"_s, u"-subj"_s,
-                       u"/CN=localhost"_s, u"-addext"_s, u"subjectAltName=DNS:localhost,IP:127.0.0.1"_s,
-                       u"-keyout"_s, key, u"-out"_s, cert});
-        QVERIFY(openssl.waitForFinished(30000));
-        QCOMPARE(openssl.exitCode(), 0);
-        m_authorities = QSslCertificate::fromPath(cert);
-        QCOMPARE(m_authorities.size(), 1);
-
-        const QString script =
-            qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/services/usage/usage_endpoint_server.py"_s;
-        m_server.start(u"python3"_s, {script, cert, key});
-        QVERIFY(m_server.waitForStarted());
-        QTRY_VERIFY_WITH_TIMEOUT(m_server.canReadLine() || m_server.waitForReadyRead(100), 10000);
-        const QByteArray first = m_server.readLine().trimmed();
-        QVERIFY2(first.startsWith("port "), first.constData());
-        m_port = static_cast<quint16>(first.mid(5).toUInt());
-        QVERIFY(m_port > 0);
-    }
-
-    void cleanupTestCase() {
-        m_server.kill();
-        m_server.waitForFinished();
-    }
+    void initTestCase() { QVERIFY(m_server.start(u"tests/services/usage/usage_endpoint_server.py"_s)); }
 
     void answers_data() {
         QTest::addColumn<QString>("path");
@@ -151,7 +86,7 @@ private slots:
         FakeClaudeTokenSource tokens(AccessToken{secret});
         ManualClock clock;
         const ClaudeOAuthUsageProvider provider(tokens, clock, configuration(path));
-        const qsizetype before = settledRequestCount();
+        const qsizetype before = m_server.settledRequestCount();
         const auto result = fetch(provider);
         QCOMPARE(kindOf(result), expected);
         QCOMPARE(!provider.tokenCache().isEmpty(), keepsToken);
@@ -161,18 +96,18 @@ private slots:
             QVERIFY(!report->limits.empty());
         }
         // Exactly one request: a redirect's target is never asked.
-        QTRY_COMPARE(requests().size(), before + 1);
-        QCOMPARE(settledRequestCount(), before + 1);
+        QTRY_COMPARE(m_server.requests().size(), before + 1);
+        QCOMPARE(m_server.settledRequestCount(), before + 1);
     }
 
     void theRequestCarriesItsHeadersInOrder() {
         FakeClaudeTokenSource tokens(AccessToken{secret});
         ManualClock clock;
         const ClaudeOAuthUsageProvider provider(tokens, clock, configuration(u"/api/oauth/usage"_s));
-        const qsizetype before = settledRequestCount();
+        const qsizetype before = m_server.settledRequestCount();
         QCOMPARE(kindOf(fetch(provider)), u"report"_s);
-        QTRY_COMPARE(requests().size(), before + 1);
-        const QJsonObject request = requests().constLast();
+        QTRY_COMPARE(m_server.requests().size(), before + 1);
+        const QJsonObject request = m_server.requests().constLast();
         QCOMPARE(request.value("path"_L1).toString(), u"/api/oauth/usage"_s);
         QStringList names;
         QMap<QString, QString> values;
@@ -214,12 +149,12 @@ private slots:
         FakeClaudeTokenSource tokens(CredentialsProblem::notFound);
         ManualClock clock;
         const ClaudeOAuthUsageProvider provider(tokens, clock, configuration(u"/api/oauth/usage"_s));
-        const qsizetype before = settledRequestCount();
+        const qsizetype before = m_server.settledRequestCount();
         const auto result = fetch(provider);
         QCOMPARE(kindOf(result), u"missingCredentials"_s);
         QCOMPARE(std::get<ClaudeUsageError>(result).userText(Localization()),
                  u"Claude Code credentials not found"_s);
-        QCOMPARE(settledRequestCount(), before);
+        QCOMPARE(m_server.settledRequestCount(), before);
     }
 
     void aSilentServerTimesOut() {
