@@ -228,7 +228,7 @@ void GitHubModuleTest::rowsOpenTheirPullRequestAndSubmenus() {
     failing.checkRuns = {{u"lint"_s, PullRequestCheck::State::failed, 11, QUrl(u"https://ci/lint"_s), true},
                          {u"test"_s, PullRequestCheck::State::passed, 12, std::nullopt, true}};
     ChangesRequestedReview review = changesRequested(u"o/api"_s, 5, true);
-    review.submittedAt = m_clock.now().addSecs(-2 * 3600);
+    review.submittedAt = m_clock.now().addSecs(-7200);
     review.commentCount = 3;
     review.url = QUrl(u"https://github.com/o/api/pull/5"_s);
     m_store->update(report({failing}, {reviewRequest(u"o/api"_s, 4)}, {review}));
