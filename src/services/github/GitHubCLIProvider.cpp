@@ -64,6 +64,25 @@ GitHubResult<QByteArray> answerBody(HttpResult result, const QDateTime& now) {
     return std::move(answer.body);
 }
 
+// The answer read by `parse`, or the failure that left no answer.
+template <typename Parse>
+auto parsedOr(const GitHubResult<QByteArray>& data, Parse parse) -> decltype(parse(QByteArray())) {
+    if (const auto* error = std::get_if<GitHubProviderError>(&data)) {
+        return *error;
+    }
+    return parse(std::get<QByteArray>(data));
+}
+
+// A query about one pull request; nothing for a repository that can't be a name, and then nothing
+// is sent.
+std::optional<QJsonObject> pullRequestQuery(const QString& query, const QString& repository, int number) {
+    const auto variables = GitHubPullRequestQuery::variables(repository, number);
+    if (!variables) {
+        return std::nullopt;
+    }
+    return QJsonObject{{u"query"_s, query}, {u"variables"_s, *variables}};
+}
+
 } // namespace
 
 GitHubCLIProvider::GitHubCLIProvider(const ProcessRunner& processes, const Clock& clock, QThreadPool& pool,
@@ -149,51 +168,34 @@ GitHubResult<QByteArray> GitHubCLIProvider::post(const QJsonObject& body,
 }
 
 GitHubResult<GitHubReport> GitHubCLIProvider::readStatus(const CancellationToken& cancellation) const {
-    GitHubResult<QByteArray> data =
-        post(GitHubStatusQuery::body(m_configuration.maximumPullRequests), cancellation);
-    if (const auto* error = std::get_if<GitHubProviderError>(&data)) {
-        return *error;
-    }
-    return GitHubStatusParser::parse(std::get<QByteArray>(data), m_clock.now());
+    return parsedOr(
+        post(GitHubStatusQuery::body(m_configuration.maximumPullRequests), cancellation),
+        [this](const QByteArray& data) { return GitHubStatusParser::parse(data, m_clock.now()); });
 }
 
 std::optional<GitHubProviderError> GitHubCLIProvider::sendMerge(const MergeRequest& request,
                                                                 const CancellationToken& cancellation) const {
-    GitHubResult<QByteArray> data = post(GitHubMergeRequest::body(request), cancellation);
-    if (const auto* error = std::get_if<GitHubProviderError>(&data)) {
-        return *error;
-    }
-    return GitHubMergeRequest::parse(std::get<QByteArray>(data));
+    return parsedOr(post(GitHubMergeRequest::body(request), cancellation), GitHubMergeRequest::parse);
 }
 
 GitHubResult<std::vector<PullRequestCommit>>
 GitHubCLIProvider::readCommits(const QString& repository, int number,
                                const CancellationToken& cancellation) const {
-    const auto variables = GitHubPullRequestQuery::variables(repository, number);
-    if (!variables) {
+    const auto body = pullRequestQuery(GitHubPullRequestQuery::commitsQuery(), repository, number);
+    if (!body) {
         return GitHubProviderError::of(GitHubProviderError::Kind::detailsUnavailable);
     }
-    GitHubResult<QByteArray> data = post(
-        {{u"query"_s, GitHubPullRequestQuery::commitsQuery()}, {u"variables"_s, *variables}}, cancellation);
-    if (const auto* error = std::get_if<GitHubProviderError>(&data)) {
-        return *error;
-    }
-    return GitHubPullRequestQuery::parseCommits(std::get<QByteArray>(data));
+    return parsedOr(post(*body, cancellation), GitHubPullRequestQuery::parseCommits);
 }
 
 GitHubResult<PullRequestDetails>
 GitHubCLIProvider::readPullRequestDetails(const QString& repository, int number,
                                           const CancellationToken& cancellation) const {
-    const auto variables = GitHubPullRequestQuery::variables(repository, number);
-    if (!variables) {
+    const auto body = pullRequestQuery(GitHubPullRequestQuery::detailsQuery(), repository, number);
+    if (!body) {
         return GitHubProviderError::of(GitHubProviderError::Kind::detailsUnavailable);
     }
-    GitHubResult<QByteArray> data = post(
-        {{u"query"_s, GitHubPullRequestQuery::detailsQuery()}, {u"variables"_s, *variables}}, cancellation);
-    if (const auto* error = std::get_if<GitHubProviderError>(&data)) {
-        return *error;
-    }
-    return GitHubPullRequestQuery::parseDetails(std::get<QByteArray>(data));
+    return parsedOr(post(*body, cancellation), GitHubPullRequestQuery::parseDetails);
 }
 
 GitHubResult<QString> GitHubCLIProvider::readJobLog(const QString& repository, qint64 jobID,

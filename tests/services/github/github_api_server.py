@@ -8,11 +8,13 @@ body. The first part of a GraphQL path picks the answer (/ok/graphql, /unauthori
 the ok answer depends on the query. REST job logs redirect to /blob/... on the host 127.0.0.1.
 """
 import json
-import ssl
+import os
 import sys
 import threading
 import time
-from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support"))
+from stand_in_https import StandInHandler, serve  # noqa: E402
 
 HEAD_OID = "5f3c9a1e2d4b6c8a0e1f2a3b4c5d6e7f8a9b0c1d"
 
@@ -82,27 +84,12 @@ BLOBS = {"small": b"first line\r\nsecond line\r\n", "large": job_log(4200)}
 lock = threading.Lock()
 
 
-class Handler(BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.1"
-
-    def log_message(self, *args):
-        pass
-
+class Handler(StandInHandler):
     def record(self, body=b""):
         with lock:
             print(json.dumps({"method": self.command, "host": self.headers.get("Host", ""), "path": self.path,
                               "headers": list(self.headers.items()), "body": body.decode("utf-8", "replace")}),
                   flush=True)
-
-    def answer(self, status, body=b"", content_type="application/json", extra=(), length=None):
-        self.send_response(status)
-        self.send_header("Content-Type", content_type)
-        self.send_header("Content-Length", str(len(body) if length is None else length))
-        for name, value in extra:
-            self.send_header(name, value)
-        self.end_headers()
-        if self.command != "HEAD":
-            self.wfile.write(body)
 
     def json(self, value, status=200, extra=()):
         self.answer(status, json.dumps(value).encode(), extra=extra)
@@ -199,16 +186,5 @@ class Handler(BaseHTTPRequestHandler):
             self.answer(200, data, content_type="text/plain")
 
 
-def main():
-    cert, key = sys.argv[1], sys.argv[2]
-    server = ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-    server.daemon_threads = True
-    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-    context.load_cert_chain(cert, key)
-    server.socket = context.wrap_socket(server.socket, server_side=True)
-    print("port %d" % server.server_address[1], flush=True)
-    server.serve_forever()
-
-
 if __name__ == "__main__":
-    main()
+    serve(Handler)

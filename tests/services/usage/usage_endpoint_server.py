@@ -6,11 +6,13 @@ Prints "port <n>" once listening, then one JSON line per request: its path and i
 order they arrived. What it answers depends on the path.
 """
 import json
-import ssl
+import os
 import sys
 import threading
 import time
-from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "support"))
+from stand_in_https import StandInHandler, serve  # noqa: E402
 
 USAGE = json.dumps({
     "five_hour": {"utilization": 37.0, "resets_at": "2026-09-13T03:59:59.622594+00:00"},
@@ -28,21 +30,7 @@ LIMITS = json.dumps({
 lock = threading.Lock()
 
 
-class Handler(BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.1"
-
-    def log_message(self, *args):
-        pass
-
-    def answer(self, status, body=b"", content_type="application/json", extra=()):
-        self.send_response(status)
-        self.send_header("Content-Type", content_type)
-        self.send_header("Content-Length", str(len(body)))
-        for name, value in extra:
-            self.send_header(name, value)
-        self.end_headers()
-        self.wfile.write(body)
-
+class Handler(StandInHandler):
     def do_GET(self):
         with lock:
             print(json.dumps({"path": self.path, "headers": list(self.headers.items())}), flush=True)
@@ -85,16 +73,5 @@ class Handler(BaseHTTPRequestHandler):
             self.answer(404, b"{}")
 
 
-def main():
-    cert, key = sys.argv[1], sys.argv[2]
-    server = ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-    server.daemon_threads = True
-    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-    context.load_cert_chain(cert, key)
-    server.socket = context.wrap_socket(server.socket, server_side=True)
-    print("port %d" % server.server_address[1], flush=True)
-    server.serve_forever()
-
-
 if __name__ == "__main__":
-    main()
+    serve(Handler)
