@@ -33,11 +33,23 @@ GitHubProviderError errorOf(HttpFailure failure) {
     return GitHubProviderError::of(GitHubProviderError::Kind::unreachable);
 }
 
+// Far longer than any token GitHub issues.
+constexpr qsizetype maximumTokenLength = 4096;
+
 // What gh printed is a token only if it can stand in a header as it is: a damaged or hostile
 // output must not add a line to the request.
 bool isUsableToken(const QString& text) {
-    return !text.isEmpty() &&
+    return !text.isEmpty() && text.size() <= maximumTokenLength &&
            std::ranges::all_of(text, [](QChar c) { return c.unicode() > 0x20 && c.unicode() < 0x7f; });
+}
+
+// What `read` makes of an answer, or the failure that left no answer.
+template <typename Read>
+auto readAnswer(const HttpResult& result, Read read) -> decltype(read(HttpAnswer())) {
+    if (const auto* failure = std::get_if<HttpFailure>(&result)) {
+        return errorOf(*failure);
+    }
+    return read(std::get<HttpAnswer>(result));
 }
 
 // The rules every answer of the API passes: a rate limit first, whatever the status, then the
@@ -215,26 +227,22 @@ GitHubResult<QString> GitHubCLIProvider::readJobLog(const QString& repository, q
     api.setRawHeader("Authorization", "Bearer " + std::get<QString>(token).toLatin1());
     api.setRawHeader("User-Agent", userAgent);
     api.setRawHeader("Accept", "application/vnd.github+json");
-    HttpResult redirect = BlockingHttp::send(BlockingHttp::Method::get, api, {}, options, cancellation);
-    if (const auto* failure = std::get_if<HttpFailure>(&redirect)) {
-        return errorOf(*failure);
-    }
-    const auto& redirectAnswer = std::get<HttpAnswer>(redirect);
     GitHubResult<QUrl> blob =
-        GitHubJobLog::blobLocation(redirectAnswer.statusCode, redirectAnswer.header("Location"));
+        readAnswer(BlockingHttp::send(BlockingHttp::Method::get, api, {}, options, cancellation),
+                   [](const HttpAnswer& answer) {
+                       return GitHubJobLog::blobLocation(answer.statusCode, answer.header("Location"));
+                   });
     if (const auto* error = std::get_if<GitHubProviderError>(&blob)) {
         return *error;
     }
 
     QNetworkRequest blobRequest = BlockingHttp::request(std::get<QUrl>(blob), options);
     blobRequest.setRawHeader("User-Agent", userAgent);
-    HttpResult head = BlockingHttp::send(BlockingHttp::Method::head, blobRequest, {}, options, cancellation);
-    if (const auto* failure = std::get_if<HttpFailure>(&head)) {
-        return errorOf(*failure);
-    }
-    const auto& headAnswer = std::get<HttpAnswer>(head);
     GitHubResult<qint64> length =
-        GitHubJobLog::contentLength(headAnswer.statusCode, headAnswer.header("Content-Length"));
+        readAnswer(BlockingHttp::send(BlockingHttp::Method::head, blobRequest, {}, options, cancellation),
+                   [](const HttpAnswer& answer) {
+                       return GitHubJobLog::contentLength(answer.statusCode, answer.header("Content-Length"));
+                   });
     if (const auto* error = std::get_if<GitHubProviderError>(&length)) {
         return *error;
     }
@@ -243,15 +251,13 @@ GitHubResult<QString> GitHubCLIProvider::readJobLog(const QString& repository, q
     if (range) {
         blobRequest.setRawHeader("Range", *range);
     }
-    HttpResult get = BlockingHttp::send(BlockingHttp::Method::get, blobRequest, {}, options, cancellation);
-    if (const auto* failure = std::get_if<HttpFailure>(&get)) {
-        return errorOf(*failure);
-    }
-    const auto& getAnswer = std::get<HttpAnswer>(get);
-    if (getAnswer.brokenOff) {
-        return errorOf(*getAnswer.brokenOff);
-    }
-    return GitHubJobLog::text(getAnswer.body, getAnswer.statusCode, range.has_value());
+    return readAnswer(BlockingHttp::send(BlockingHttp::Method::get, blobRequest, {}, options, cancellation),
+                      [&](const HttpAnswer& answer) -> GitHubResult<QString> {
+                          if (answer.brokenOff) {
+                              return errorOf(*answer.brokenOff);
+                          }
+                          return GitHubJobLog::text(answer.body, answer.statusCode, range.has_value());
+                      });
 }
 
 QFuture<GitHubResult<GitHubReport>> GitHubCLIProvider::fetchStatus() const {
