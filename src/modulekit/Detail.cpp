@@ -4,6 +4,14 @@ namespace tessary {
 
 using namespace Qt::StringLiterals;
 
+std::optional<QString> DetailCommand::argument(const char* prefix) const {
+    const QLatin1StringView text(prefix);
+    if (!id.startsWith(text) || id.size() == text.size()) {
+        return std::nullopt;
+    }
+    return id.mid(text.size());
+}
+
 QString DetailStep::line() const {
     QString text = name;
     if (detail && !detail->isEmpty()) {

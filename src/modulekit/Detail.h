@@ -31,6 +31,9 @@ struct DetailCommand {
     std::optional<QString> inputNote;
     bool operator==(const DetailCommand&) const = default;
 
+    // What follows `prefix` in the id ("stop:" in "stop:42" gives "42"); nothing when the id doesn't
+    // start with it or has nothing after it.
+    [[nodiscard]] std::optional<QString> argument(const char* prefix) const;
     [[nodiscard]] DetailCommand withInput(const QString& text) const {
         DetailCommand copy = *this;
         copy.inputText = text;

@@ -16,14 +16,6 @@ constexpr auto scopeKey = "scope";
 constexpr auto groupingKey = "grouping";
 constexpr auto highlightKey = "highlight-changes";
 
-std::optional<QString> afterPrefix(const QString& id, const char* prefix) {
-    const QLatin1StringView text(prefix);
-    if (!id.startsWith(text) || id.size() == text.size()) {
-        return std::nullopt;
-    }
-    return id.mid(text.size());
-}
-
 } // namespace
 
 LocalServicesModule::LocalServicesModule(LocalServicesModuleServices services)
@@ -315,10 +307,10 @@ std::optional<ModuleSnapshot> LocalServicesModule::handle(HostEvent event, const
 }
 
 QFuture<void> LocalServicesModule::perform(const DetailCommand& command) {
-    if (const auto id = afterPrefix(command.id, forcePrefix)) {
+    if (const auto id = command.argument(forcePrefix)) {
         return stop(*id, true);
     }
-    if (const auto id = afterPrefix(command.id, stopPrefix)) {
+    if (const auto id = command.argument(stopPrefix)) {
         return stop(*id, false);
     }
     if (command.id.startsWith(QLatin1StringView(nameServicesPrefix))) {

@@ -15,14 +15,6 @@ namespace {
 
 constexpr auto symbol = "arrow.triangle.branch";
 
-std::optional<QString> afterPrefix(const QString& id, const char* prefix) {
-    const QLatin1StringView text(prefix);
-    if (!id.startsWith(text) || id.size() == text.size()) {
-        return std::nullopt;
-    }
-    return id.mid(text.size());
-}
-
 QString count(std::size_t value) {
     return QString::number(value);
 }
@@ -343,7 +335,7 @@ std::optional<ModuleSnapshot> GitHubModule::handle(HostEvent event, const Module
 }
 
 QFuture<void> GitHubModule::perform(const DetailCommand& command) {
-    if (const auto pullRequestID = afterPrefix(command.id, mergePrefix)) {
+    if (const auto pullRequestID = command.argument(mergePrefix)) {
         return merge(*pullRequestID);
     }
     return QtFuture::makeReadyFuture();
