@@ -33,6 +33,20 @@ struct ModuleSetting {
     bool operator==(const ModuleSetting&) const = default;
 };
 
+// The choice of a widget whose change facts show as a dot: "on" or "off", on at first.
+inline constexpr auto highlightChangesKey = "highlight-changes";
+inline ModuleSetting highlightChangesSetting() {
+    return {QLatin1StringView(highlightChangesKey),
+            QStringLiteral("Highlight changes"),
+            QStringLiteral("A dot on the widget when something changed since you last looked."),
+            {{QStringLiteral("on"), QStringLiteral("On")}, {QStringLiteral("off"), QStringLiteral("Off")}},
+            QStringLiteral("on")};
+}
+inline bool highlightsChanges(const ModuleConfiguration& configuration) {
+    return configuration.value(QLatin1StringView(highlightChangesKey), QStringLiteral("on")) !=
+           QLatin1StringView("off");
+}
+
 enum class HostEvent {
     hostStarted,
     frontmostApplicationChanged,

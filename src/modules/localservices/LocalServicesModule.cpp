@@ -14,7 +14,6 @@ namespace {
 
 constexpr auto scopeKey = "scope";
 constexpr auto groupingKey = "grouping";
-constexpr auto highlightKey = "highlight-changes";
 
 } // namespace
 
@@ -34,11 +33,7 @@ std::vector<ModuleSetting> LocalServicesModule::settings() const {
          std::nullopt,
          {{u"project"_s, u"By project"_s}, {u"technology"_s, u"By technology"_s}},
          u"project"_s},
-        {QLatin1StringView(highlightKey),
-         u"Highlight changes"_s,
-         u"A dot on the widget when something changed since you last looked."_s,
-         {{u"on"_s, u"On"_s}, {u"off"_s, u"Off"_s}},
-         u"on"_s},
+        highlightChangesSetting(),
     };
 }
 
@@ -223,7 +218,7 @@ std::optional<ModuleSnapshot> LocalServicesModule::handle(HostEvent event, const
         context.configuration.value(QLatin1StringView(groupingKey), u"project"_s) == "technology"_L1
             ? Grouping::technology
             : Grouping::project;
-    const bool highlights = context.configuration.value(QLatin1StringView(highlightKey), u"on"_s) != "off"_L1;
+    const bool highlights = highlightsChanges(context.configuration);
     const std::vector<LocalService> shown = visible(m_services.store.services(), scope);
     const bool owned =
         std::any_of(shown.begin(), shown.end(), [](const LocalService& s) { return s.owner.has_value(); });

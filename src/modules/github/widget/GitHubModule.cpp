@@ -136,11 +136,7 @@ std::vector<ModuleSetting> GitHubModule::settings() const {
          u"What the compact bubble shows. The rest stays visible on hover."_s,
          {{u"ci"_s, u"CI on my PRs"_s}, {u"reviews"_s, u"Reviews waiting on me"_s}},
          u"ci"_s},
-        {QLatin1StringView(highlightKey),
-         u"Highlight changes"_s,
-         u"A dot on the widget when something changed since you last looked."_s,
-         {{u"on"_s, u"On"_s}, {u"off"_s, u"Off"_s}},
-         u"on"_s},
+        highlightChangesSetting(),
     };
 }
 
@@ -328,7 +324,7 @@ std::optional<ModuleSnapshot> GitHubModule::handle(HostEvent event, const Module
                                 reviewGauge(*report, reviewsFirst, localization),
                                 openGauge(*report, localization)};
     snapshot.variants.detail = detail(*report, now, localization);
-    if (context.configuration.value(QLatin1StringView(highlightKey), u"on"_s) != "off"_L1) {
+    if (highlightsChanges(context.configuration)) {
         snapshot.variants.signal = m_store.changeSignal(localization);
     }
     return snapshot;

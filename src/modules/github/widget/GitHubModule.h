@@ -14,7 +14,6 @@ public:
     static constexpr auto moduleID = "tessary.github";
     static constexpr auto mergePrefix = "merge:";
     static constexpr auto primarySignalKey = "primary-signal";
-    static constexpr auto highlightKey = "highlight-changes";
 
     // Without a provider nothing can be merged, and the rows offer no merge.
     GitHubModule(GitHubStore& store, const Clock& clock, const GitHubProvider* provider = nullptr);
