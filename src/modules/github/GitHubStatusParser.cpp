@@ -204,19 +204,26 @@ std::optional<PullRequestStatus> pullRequest(const QJsonObject& node) {
     return status;
 }
 
+// What a review request and a changes-requested review both read from someone else's pull request.
+template <typename Record>
+Record withCommonFields(const Identity& known, const QJsonObject& node) {
+    const QJsonObject author = objectOrEmpty(node, "author"_L1);
+    Record record;
+    record.repository = known.repository;
+    record.number = known.number;
+    record.title = json::string(node, "title"_L1).value_or(QString());
+    record.url = fields::httpsURL(node, "url"_L1);
+    record.author = json::string(author, "login"_L1);
+    record.avatarURL = fields::httpsURL(author, "avatarUrl"_L1);
+    return record;
+}
+
 std::optional<ReviewRequest> reviewRequest(const QJsonObject& node) {
     const auto known = identity(node);
     if (!known) {
         return std::nullopt;
     }
-    const QJsonObject author = objectOrEmpty(node, "author"_L1);
-    ReviewRequest request;
-    request.repository = known->repository;
-    request.number = known->number;
-    request.title = json::string(node, "title"_L1).value_or(QString());
-    request.url = fields::httpsURL(node, "url"_L1);
-    request.author = json::string(author, "login"_L1);
-    request.avatarURL = fields::httpsURL(author, "avatarUrl"_L1);
+    auto request = withCommonFields<ReviewRequest>(*known, node);
     request.headOID = json::string(node, "headRefOid"_L1);
     return request;
 }
@@ -246,14 +253,7 @@ std::optional<ChangesRequestedReview> changesRequestedReview(const QJsonObject& 
     if (!review || json::string(*review, "state"_L1) != "CHANGES_REQUESTED"_L1) {
         return std::nullopt;
     }
-    const QJsonObject author = objectOrEmpty(node, "author"_L1);
-    ChangesRequestedReview changes;
-    changes.repository = known->repository;
-    changes.number = known->number;
-    changes.title = json::string(node, "title"_L1).value_or(QString());
-    changes.url = fields::httpsURL(node, "url"_L1);
-    changes.author = json::string(author, "login"_L1);
-    changes.avatarURL = fields::httpsURL(author, "avatarUrl"_L1);
+    auto changes = withCommonFields<ChangesRequestedReview>(*known, node);
     changes.submittedAt = fields::isoDate(*review, "submittedAt"_L1);
     changes.commentCount =
         fields::integer(objectOrEmpty(*review, "comments"_L1), "totalCount"_L1).value_or(0);
