@@ -44,7 +44,7 @@ QStringList declaredVariables(const QString& operation) {
 
 // A request body as it goes out: serialised, read back, and checked for GraphQL's shape.
 QJsonObject sent(const QJsonObject& body) {
-    const QJsonObject request = QJsonDocument::fromJson(QJsonDocument(body).toJson()).object();
+    QJsonObject request = QJsonDocument::fromJson(QJsonDocument(body).toJson()).object();
     const QString operation = request[u"query"_s].toString();
     const QJsonObject variables = request[u"variables"_s].toObject();
     if (!bracketsBalance(operation)) {
