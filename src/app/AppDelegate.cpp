@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "app/GitHubWidgets.h"
 #include "app/StatusMenu.h"
 #include "app/SystemWidgets.h"
 #include "app/TrayIcon.h"
@@ -93,6 +94,13 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
         const std::optional<AgentSession> session = findSession(sessionID);
         return session && session->origin == QLatin1StringView("Desktop");
     };
+    if (m_environment.gitHub && m_environment.processes) {
+        m_gitHubWidgets = std::make_unique<GitHubWidgets>(
+            GitHubWidgets::Environment{*m_environment.clock, *m_environment.scheduler, m_settingsStore,
+                                       *m_environment.processes, *m_environment.gitHub},
+            [this] { m_workspaceCoordinator->moduleDataChanged(); });
+        m_gitHubWidgets->registerModules(m_bus);
+    }
     if (m_environment.runsSystemWidgets) {
         m_systemWidgets =
             std::make_unique<SystemWidgets>(*m_environment.clock, *m_environment.scheduler,
@@ -182,6 +190,9 @@ void AppDelegate::applicationWillTerminate() {
     DiagnosticLog::info(DiagnosticCategory::app, "terminate");
     m_permissionCard.reset();
     m_usageWidgets->stopUsage();
+    if (m_gitHubWidgets) {
+        m_gitHubWidgets->stop();
+    }
     if (m_systemWidgets) {
         m_systemWidgets->stop();
     }
@@ -230,6 +241,13 @@ void AppDelegate::openSettings(SettingsSection section) {
     m_settingsWindow->activateWindow();
 }
 
+void AppDelegate::startOnlineMonitors() {
+    m_usageWidgets->startUsage();
+    if (m_gitHubWidgets) {
+        m_gitHubWidgets->start();
+    }
+}
+
 void AppDelegate::runOnboardingGate() {
     QSettings& defaults = *m_environment.defaults;
     const QString home = m_environment.homeDirectory;
@@ -237,7 +255,7 @@ void AppDelegate::runOnboardingGate() {
         AgentHookInstaller::claude(home, &defaults).connectIfPossible();
         AgentHookInstaller::codex(home, &defaults).connectIfPossible();
         // The usage monitor may read the credentials and the network: only once onboarding is past.
-        m_usageWidgets->startUsage();
+        startOnlineMonitors();
         return;
     }
     const QList<AgentOffer> offers =
@@ -262,13 +280,13 @@ void AppDelegate::runOnboardingGate() {
         self->m_settingsStore.setSettings(next);
         OnboardingAgents::apply(agents, offers);
         OnboardingGate::markCompleted(*self->m_environment.defaults);
-        self->m_usageWidgets->startUsage();
+        self->startOnlineMonitors();
         self->m_workspaceCoordinator->refresh(false);
         dismiss();
     };
     m_onboarding->onLater = [self, dismiss] {
         if (self) {
-            self->m_usageWidgets->startUsage();
+            self->startOnlineMonitors();
         }
         dismiss();
     };

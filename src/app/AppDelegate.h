@@ -6,6 +6,7 @@
 #include "core/settings/SettingsStore.h"
 #include "core/settings/SurfacePositionStore.h"
 #include "modulekit/ModuleEventBus.h"
+#include "services/github/GitHubCLIProvider.h"
 #include "services/workspace/AppModel.h"
 #include "services/workspace/Surface.h"
 
@@ -14,6 +15,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QSystemTrayIcon;
 
@@ -33,6 +35,8 @@ class SettingsWindow;
 class StatusMenu;
 class SystemWidgets;
 class UsageWidgets;
+class GitHubWidgets;
+class ProcessRunner;
 class SystemEventSource;
 class WorkspaceCoordinator;
 class WorkspaceSnapshotReader;
@@ -58,6 +62,10 @@ struct AppEnvironment {
     const AgentProcessReading* agentProcesses = nullptr;
     // Brings the terminal or window of an agent's process forward; session rows do nothing without it.
     std::function<void(qint32 pid)> focusAgentProcess;
+    // Runs child processes (gh for the GitHub widget's token).
+    const ProcessRunner* processes = nullptr;
+    // Where the GitHub widget reads; no GitHub widget without it (tests that don't ask for one).
+    std::optional<GitHubCLIProvider::Configuration> gitHub;
     // Builds the permission card and its answers' wiring at launch; without it no card shows.
     std::function<std::unique_ptr<QObject>(AppDelegate&)> makePermissionCard;
 };
@@ -102,6 +110,8 @@ private:
     void observeSettings();
     // Shows the first-run window, or connects the agents whose hooks the user has not declined.
     void runOnboardingGate();
+    // The monitors that read credentials and the network: only once onboarding is past.
+    void startOnlineMonitors();
     void applySettings(const TessarySettings& settings);
 
     AppEnvironment m_environment;
@@ -114,6 +124,7 @@ private:
     std::unique_ptr<WorkspaceCoordinator> m_workspaceCoordinator;
     std::unique_ptr<SystemWidgets> m_systemWidgets;
     std::unique_ptr<UsageWidgets> m_usageWidgets;
+    std::unique_ptr<GitHubWidgets> m_gitHubWidgets;
     std::unique_ptr<OnboardingWindow> m_onboarding;
     Localization m_localization;
     bool m_verboseLogging = false;

@@ -14,6 +14,7 @@
 #include "platform/systemevents/linux/LinuxSystemEventSource.h"
 #include "platform/workspace/linux/QtScreenReader.h"
 #include "platform/workspace/linux/ScreenOnlyWorkspaceReader.h"
+#include "services/github/GitHubCLIProvider.h"
 #include "services/jump/SessionJump.h"
 #include "services/monitoring/Scheduler.h"
 #include "services/shell/Shell.h"
@@ -24,7 +25,39 @@
 #include "surfaces/notch/NotchEditorPanel.h"
 
 #include <QDir>
+#include <QFile>
 #include <QSettings>
+#include <QSslCertificate>
+
+namespace {
+
+using namespace Qt::StringLiterals;
+
+// GitHub's API, or a developer's stand-in for it: TESSARY_GITHUB_API names an https root on this
+// machine only (the token goes there), and TESSARY_GITHUB_API_CA the stand-in's certificate.
+tessary::GitHubCLIProvider::Configuration gitHubConfiguration() {
+    tessary::GitHubCLIProvider::Configuration configuration;
+    const QUrl standIn(qEnvironmentVariable("TESSARY_GITHUB_API"));
+    const bool onThisMachine = standIn.host() == u"127.0.0.1"_s || standIn.host() == u"localhost"_s;
+    if (standIn.scheme() != u"https"_s || !onThisMachine) {
+        return configuration;
+    }
+    QString root = standIn.path();
+    while (root.endsWith(u'/')) {
+        root.chop(1);
+    }
+    configuration.restRoot = standIn;
+    configuration.restRoot.setPath(root);
+    configuration.endpoint = standIn;
+    configuration.endpoint.setPath(root + u"/graphql"_s);
+    QFile authority(qEnvironmentVariable("TESSARY_GITHUB_API_CA"));
+    if (authority.open(QIODevice::ReadOnly)) {
+        configuration.extraAuthorities = QSslCertificate::fromData(authority.readAll());
+    }
+    return configuration;
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     using namespace tessary;
@@ -65,6 +98,8 @@ int main(int argc, char** argv) {
     environment.workspaceReader = workspaceReader.get();
     environment.systemEvents = &systemEvents;
     environment.agentProcesses = &agentProcesses;
+    environment.processes = &shell;
+    environment.gitHub = gitHubConfiguration();
     ClaudeCredentialsFile claudeTokens(ClaudeCredentialsFile::defaultPath(QDir::homePath()));
     environment.claudeTokens = &claudeTokens;
     SessionJump sessionJump(agentProcesses, shell, windowActivator);
