@@ -13,6 +13,7 @@ private slots:
     void percentFollowsTheLanguage_data();
     void percentFollowsTheLanguage();
     void chosenLanguageWinsOverTheSystem();
+    void formatWritesWholeNumbersOut();
 };
 
 void LocalizationTest::translates_data() {
@@ -59,6 +60,13 @@ void LocalizationTest::chosenLanguageWinsOverTheSystem() {
              AppLanguage::spanish);
     QCOMPARE(Localization::forSetting(std::nullopt, QLocale(u"pt_BR"_s)).language(), AppLanguage::portuguese);
     QCOMPARE(Localization::forSetting(std::nullopt, QLocale(u"ja_JP"_s)).language(), AppLanguage::english);
+}
+
+void LocalizationTest::formatWritesWholeNumbersOut() {
+    // A second number is a value, not the first one's field width.
+    QCOMPARE(Localization(AppLanguage::spanish).format(u"%1 of %2 checks"_s, 3, 5),
+             u"3 de 5 comprobaciones"_s);
+    QCOMPARE(Localization().format(u"%1 of %2"_s, qint64{7}, u"x"_s), u"7 of x"_s);
 }
 
 QTEST_GUILESS_MAIN(LocalizationTest)

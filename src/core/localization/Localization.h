@@ -5,6 +5,8 @@
 #include <QLocale>
 #include <QString>
 
+#include <type_traits>
+
 namespace tessary {
 
 // User-visible text in the chosen language. Texts are keyed by their English form; a key with
@@ -22,10 +24,11 @@ public:
     [[nodiscard]] AppLanguage language() const { return m_language; }
     [[nodiscard]] QLocale locale() const;
     [[nodiscard]] QString text(const QString& englishKey) const;
-    // Fills %1, %2, ... of the translated text.
+    // Fills %1, %2, ... of the translated text. Whole numbers are written out first: QString::arg
+    // would read a second one as the first's field width.
     template <typename... Args>
     [[nodiscard]] QString format(const QString& englishKey, const Args&... args) const {
-        return text(englishKey).arg(args...);
+        return text(englishKey).arg(argumentText(args)...);
     }
     // A fraction 0...1 as a whole percentage in this language's locale.
     [[nodiscard]] QString percent(double fraction) const;
@@ -33,6 +36,15 @@ public:
     bool operator==(const Localization&) const = default;
 
 private:
+    template <typename Value>
+    static decltype(auto) argumentText(const Value& value) {
+        if constexpr (std::is_integral_v<Value> && !std::is_same_v<Value, bool>) {
+            return QString::number(value);
+        } else {
+            return (value);
+        }
+    }
+
     AppLanguage m_language = AppLanguage::english;
 };
 

@@ -238,6 +238,16 @@ DetailSection GitHubModule::pullRequestRow(const PullRequestStatus& pullRequest,
     row.subtitle = joined({failure ? localization.format(u"merge failed: %1"_s, *failure) : QString(),
                            reviewNote(pullRequest, localization), pullRequest.title});
     row.action = opening(pullRequest.url);
+    // The checks at a glance: a mark while they run or fail, and how far a running rollup is.
+    if (pullRequest.checks == CheckState::running) {
+        row.activity = DetailSection::Activity::working;
+        if (pullRequest.totalChecks > 0) {
+            row.badge = localization.format(u"%1 of %2 checks"_s, pullRequest.completedChecks,
+                                            pullRequest.totalChecks);
+        }
+    } else if (pullRequest.checks == CheckState::failing) {
+        row.activity = DetailSection::Activity::failed;
+    }
     if (pullRequest.checks == CheckState::failing) {
         for (const PullRequestCheck& check : pullRequest.checkRuns) {
             if (check.state != PullRequestCheck::State::failed) {

@@ -231,7 +231,10 @@ void GitHubModuleTest::rowsOpenTheirPullRequestAndSubmenus() {
     review.submittedAt = m_clock.now().addSecs(-7200);
     review.commentCount = 3;
     review.url = QUrl(u"https://github.com/o/api/pull/5"_s);
-    m_store->update(report({failing}, {reviewRequest(u"o/api"_s, 4)}, {review}));
+    PullRequestStatus running = pullRequest(web, 2, CheckState::running, MergeableState::mergeable);
+    running.completedChecks = 3;
+    running.totalChecks = 5;
+    m_store->update(report({failing, running}, {reviewRequest(u"o/api"_s, 4)}, {review}));
     const auto snapshot = m_module->handle(HostEvent::refreshRequested, context());
 
     QStringList headings;
@@ -245,6 +248,9 @@ void GitHubModuleTest::rowsOpenTheirPullRequestAndSubmenus() {
     const DetailSection& mine = row(*snapshot, failing.id);
     QCOMPARE(mine.subtitle, u"merge conflict · Change 1"_s);
     QCOMPARE(mine.action, DetailAction(action::Open{*failing.url}));
+    QCOMPARE(mine.activity, DetailSection::Activity::failed);
+    QCOMPARE(row(*snapshot, running.id).activity, DetailSection::Activity::working);
+    QCOMPARE(row(*snapshot, running.id).badge, u"3 of 5 checks"_s);
     QCOMPARE(mine.children.size(), 1U);
     QCOMPARE(mine.children.front().id, u"acme/web#1/failed/lint"_s);
     QCOMPARE(mine.children.front().action, DetailAction(action::Open{QUrl(u"https://ci/lint"_s)}));
