@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace tessary {
 
@@ -35,6 +36,27 @@ public:
             } else {
                 next.m_entries.insert(it.key(), Entry{it.value(), read(it.key(), it.value())});
             }
+        }
+        return next;
+    }
+
+    // The same for a listing taken in order only as far as needed: paths are visited until
+    // `wanted` of them have a value (read or kept), and the rest of the listing is left out, so
+    // that a file far down the list is neither read nor kept.
+    template <typename Read>
+    [[nodiscard]] ModifiedFileCache refreshedUntil(const QList<std::pair<QString, Stamp>>& listing,
+                                                   qsizetype wanted, Read&& read) const {
+        ModifiedFileCache next;
+        qsizetype found = 0;
+        for (const auto& [path, stamp] : listing) {
+            if (found >= wanted) {
+                break;
+            }
+            const auto old = m_entries.constFind(path);
+            const Entry& entry = old != m_entries.constEnd() && old->stamp == stamp
+                                     ? *next.m_entries.insert(path, *old)
+                                     : *next.m_entries.insert(path, Entry{stamp, read(path, stamp)});
+            found += entry.value ? 1 : 0;
         }
         return next;
     }
