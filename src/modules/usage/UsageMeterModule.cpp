@@ -14,6 +14,10 @@ UsageMeterModule::UsageMeterModule(UsageMeterServices services)
     : m_services(std::move(services)) {}
 
 std::vector<ModuleSetting> UsageMeterModule::settings() const {
+    return primaryLimitSettings();
+}
+
+std::vector<ModuleSetting> UsageMeterModule::primaryLimitSettings() {
     return {{QLatin1StringView(primaryLimitKey),
              u"Main reading"_s,
              u"The limit shown on the compact bubble. The others stay visible on hover."_s,
@@ -26,9 +30,15 @@ std::vector<ModuleSetting> UsageMeterModule::settings() const {
 
 std::optional<ModuleSnapshot> UsageMeterModule::handle(HostEvent event, const ModuleContext& context) {
     Q_UNUSED(event);
+    return snapshot(id(), context.localization.text(u"Claude usage"_s), u"Claude"_s, m_services, context);
+}
+
+ModuleSnapshot UsageMeterModule::snapshot(const QString& moduleID, const QString& title,
+                                          const QString& compactTitle, const UsageMeterServices& services,
+                                          const ModuleContext& context) {
     const Localization& localization = context.localization;
-    const QDateTime now = m_services.clock.now();
-    UsageStore& store = m_services.store;
+    const QDateTime now = services.clock.now();
+    UsageStore& store = services.store;
 
     const QString choice = context.configuration.value(QLatin1StringView(primaryLimitKey),
                                                        QLatin1StringView(UsageStore::automaticChoice));
@@ -37,9 +47,9 @@ std::optional<ModuleSnapshot> UsageMeterModule::handle(HostEvent event, const Mo
     }
 
     UsageWidgetPresenter::Input input;
-    input.moduleID = id();
-    input.title = localization.text(u"Claude usage"_s);
-    input.compactTitle = u"Claude"_s;
+    input.moduleID = moduleID;
+    input.title = title;
+    input.compactTitle = compactTitle;
     input.report = store.latestReport();
     input.errorDescription = store.lastErrorDescription();
     input.primaryChoice = choice;
@@ -50,7 +60,7 @@ std::optional<ModuleSnapshot> UsageMeterModule::handle(HostEvent event, const Mo
         }
     }
     input.signal = store.limitChangeSignal(localization, shown);
-    const UsageMeterSessions& sessions = m_services.sessions;
+    const UsageMeterSessions& sessions = services.sessions;
     std::optional<UsageMeterSessions::Reading> reading;
     if (sessions.read) {
         reading = sessions.read(now, localization);
@@ -74,8 +84,12 @@ std::optional<ModuleSnapshot> UsageMeterModule::handle(HostEvent event, const Mo
 }
 
 QFuture<void> UsageMeterModule::perform(const DetailCommand& command) {
-    if (const auto session = SessionPanel::jumpTarget(command); session && m_services.sessions.jump) {
-        return m_services.sessions.jump(*session);
+    return jump(m_services.sessions, command);
+}
+
+QFuture<void> UsageMeterModule::jump(const UsageMeterSessions& sessions, const DetailCommand& command) {
+    if (const auto session = SessionPanel::jumpTarget(command); session && sessions.jump) {
+        return sessions.jump(*session);
     }
     return QtFuture::makeReadyFuture();
 }

@@ -57,6 +57,16 @@ public:
     // A session row's click jumps to the session; other commands are not this module's.
     QFuture<void> perform(const DetailCommand& command) override;
 
+    // What every agent's usage widget shares with this one: the "primary-limit" setting, the
+    // snapshot of the store's report beside the agent's sessions, and the jump of a session row.
+    // `title` is the widget's translated name, `compactTitle` the agent's short name.
+    [[nodiscard]] static std::vector<ModuleSetting> primaryLimitSettings();
+    [[nodiscard]] static ModuleSnapshot snapshot(const QString& moduleID, const QString& title,
+                                                 const QString& compactTitle,
+                                                 const UsageMeterServices& services,
+                                                 const ModuleContext& context);
+    static QFuture<void> jump(const UsageMeterSessions& sessions, const DetailCommand& command);
+
 private:
     UsageMeterServices m_services;
 };

@@ -6,6 +6,7 @@
 #include <QProcess>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tessary {
@@ -31,6 +32,28 @@ void stop(QProcess& process) {
     if (!process.waitForFinished(Shell::killGraceMilliseconds)) {
         process.kill();
         process.waitForFinished(-1);
+    }
+}
+
+std::optional<ShellFailure> start(QProcess& process, const QString& program, const QStringList& arguments) {
+    process.setInputChannelMode(QProcess::ManagedInputChannel);
+    process.start(program, arguments, QIODevice::ReadWrite);
+    if (process.waitForStarted(startLimitMilliseconds)) {
+        return std::nullopt;
+    }
+    const QString reason = process.errorString();
+    if (process.state() != QProcess::NotRunning) {
+        stop(process);
+    }
+    return ShellFailure{ShellFailure::Kind::failedToStart, program + QStringLiteral(": ") + reason};
+}
+
+// The input is closed first: a child that reads it to its end leaves by itself.
+void closeAndStop(QProcess& process) {
+    process.closeWriteChannel();
+    if (process.state() != QProcess::NotRunning &&
+        !process.waitForFinished(Shell::inputClosedGraceMilliseconds)) {
+        stop(process);
     }
 }
 
@@ -81,14 +104,8 @@ ShellResult Shell::run(const QString& executable, const QStringList& arguments, 
     QProcess process;
     process.setProcessEnvironment(childEnvironment);
     process.setProcessChannelMode(QProcess::SeparateChannels);
-    process.setInputChannelMode(QProcess::ManagedInputChannel);
-    process.start(program, arguments, QIODevice::ReadWrite);
-    if (!process.waitForStarted(startLimitMilliseconds)) {
-        const QString reason = process.errorString();
-        if (process.state() != QProcess::NotRunning) {
-            stop(process);
-        }
-        return ShellFailure{ShellFailure::Kind::failedToStart, program + QStringLiteral(": ") + reason};
+    if (auto failure = start(process, program, arguments)) {
+        return std::move(*failure);
     }
     // The child reads nothing from us: it sees the end of its input at once.
     process.closeWriteChannel();
@@ -127,6 +144,68 @@ ShellResult Shell::run(const QString& executable, const QStringList& arguments, 
         return ShellFailure{ShellFailure::Kind::crashed, program + QStringLiteral(" ended abnormally")};
     }
     return ShellOutcome{process.exitCode(), QString::fromUtf8(output), QString::fromUtf8(errorOutput)};
+}
+
+} // namespace tessary
+
+namespace tessary {
+
+ShellConversationResult
+Shell::converse(const ShellConversation& conversation,
+                const std::function<ShellListening(QByteArrayView output)>& listen) const {
+    const QProcessEnvironment childEnvironment =
+        extendedEnvironment(QProcessEnvironment::systemEnvironment());
+    const QString program = resolve(conversation.executable, childEnvironment);
+    if (program.isEmpty()) {
+        return ShellFailure{ShellFailure::Kind::notFound,
+                            conversation.executable + QStringLiteral(" not found")};
+    }
+
+    const QDeadlineTimer deadline = deadlineFor(conversation.timeout);
+    QProcess process;
+    process.setProcessEnvironment(childEnvironment);
+    process.setProcessChannelMode(QProcess::SeparateChannels);
+    process.setReadChannel(QProcess::StandardOutput);
+    process.setStandardErrorFile(QProcess::nullDevice());
+    if (!conversation.workingDirectory.isEmpty()) {
+        process.setWorkingDirectory(conversation.workingDirectory);
+    }
+    if (auto failure = start(process, program, conversation.arguments)) {
+        return std::move(*failure);
+    }
+    process.write(conversation.input);
+
+    qint64 heard = 0;
+    while (true) {
+        const qint64 remaining = deadline.remainingTime();
+        const int slice = remaining < 0
+                              ? waitSliceMilliseconds
+                              : static_cast<int>(std::min<qint64>(remaining, waitSliceMilliseconds));
+        // Waiting for output also writes what is left of the input.
+        process.waitForReadyRead(slice);
+        const QByteArray output = process.readAllStandardOutput();
+        heard += output.size();
+        if (listen(output) == ShellListening::done) {
+            closeAndStop(process);
+            return ShellConversationEnd{true};
+        }
+        if (heard > outputLimit) {
+            closeAndStop(process);
+            return ShellFailure{ShellFailure::Kind::outputTooLarge,
+                                program + QStringLiteral(" wrote more output than allowed")};
+        }
+        if (process.state() == QProcess::NotRunning && process.bytesAvailable() == 0) {
+            break;
+        }
+        if (deadline.hasExpired()) {
+            closeAndStop(process);
+            return ShellFailure{ShellFailure::Kind::timedOut, program + QStringLiteral(" timed out")};
+        }
+    }
+    if (process.exitStatus() == QProcess::CrashExit) {
+        return ShellFailure{ShellFailure::Kind::crashed, program + QStringLiteral(" ended abnormally")};
+    }
+    return ShellConversationEnd{false};
 }
 
 } // namespace tessary

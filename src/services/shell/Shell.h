@@ -21,6 +21,12 @@ public:
     [[nodiscard]] ShellResult run(const QString& executable, const QStringList& arguments,
                                   std::optional<double> timeout,
                                   const std::optional<QProcessEnvironment>& environment) const override;
+    [[nodiscard]] ShellConversationResult
+    converse(const ShellConversation& conversation,
+             const std::function<ShellListening(QByteArrayView output)>& listen) const override;
+
+    // How long a child whose input was closed has to end by itself before it is stopped.
+    static constexpr int inputClosedGraceMilliseconds = 2000;
 
     // The folders added to the PATH of every child, after its own entries.
     [[nodiscard]] static QStringList extraPathFolders();
