@@ -341,17 +341,17 @@ SessionFetchResult CodexSessionFileProvider::fetchSessions(int limit) const {
     if (listing.size() > m_configuration.scanLimit) {
         listing.resize(std::max(m_configuration.scanLimit, 0));
     }
-    QList<std::pair<QString, FileStamp>> stamps;
+    QList<std::pair<QString, SessionFile::Listed>> stamps;
     stamps.reserve(listing.size());
     for (const SessionFile::Listed& file : std::as_const(listing)) {
-        stamps.append({file.path, FileStamp{file.modified, file.size}});
+        stamps.append({file.path, file});
     }
     const QFileInfo indexFile(m_configuration.index);
-    const FileStamp indexStamp{indexFile.lastModified(),
-                               indexFile.exists() ? indexFile.size() : -1};
+    const SessionFile::Listed indexStamp{m_configuration.index, indexFile.lastModified(),
+                                         indexFile.exists() ? indexFile.size() : -1};
 
     // The cache is copied out, refreshed without the lock, and swapped back in.
-    ModifiedFileCache<Reading, FileStamp> cache;
+    ModifiedFileCache<Reading, SessionFile::Listed> cache;
     std::optional<QHash<QString, QString>> names;
     {
         const std::lock_guard lock(m_cacheLock);
@@ -363,8 +363,8 @@ SessionFetchResult CodexSessionFileProvider::fetchSessions(int limit) const {
     if (!names) {
         names = indexedNames(m_configuration.index);
     }
-    cache =
-        cache.refreshedUntil(stamps, limit, [](const QString& path, const FileStamp&) { return read(path); });
+    cache = cache.refreshedUntil(stamps, limit,
+                                 [](const QString& path, const SessionFile::Listed&) { return read(path); });
 
     QList<AgentSession> sessions;
     for (const SessionFile::Listed& file : std::as_const(listing)) {

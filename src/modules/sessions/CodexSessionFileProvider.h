@@ -106,19 +106,14 @@ public:
     // Nothing for a file that is not a session of its own.
     static std::optional<Reading> read(const QString& path);
 
-    struct FileStamp {
-        QDateTime modified;
-        qint64 size = 0;
-        bool operator==(const FileStamp&) const = default;
-    };
-
 private:
     Configuration m_configuration;
 
     // Replaced whole by each poll, never locked across a file read.
     mutable std::mutex m_cacheLock;
-    mutable ModifiedFileCache<Reading, FileStamp> m_cache;
-    mutable std::optional<FileStamp> m_indexStamp;
+    // A listing (path, date, size) tells a file that changed.
+    mutable ModifiedFileCache<Reading, SessionFile::Listed> m_cache;
+    mutable std::optional<SessionFile::Listed> m_indexStamp;
     mutable QHash<QString, QString> m_indexNames;
 };
 
