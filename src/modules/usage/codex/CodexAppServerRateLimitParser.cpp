@@ -28,7 +28,7 @@ void addLimits(std::vector<UsageReport::Limit>& limits, const QJsonObject& snaps
     if (name.isEmpty()) {
         name = id;
     }
-    const auto add = [&](QLatin1StringView key, UsageLimitKind generalKind) {
+    const auto add = [&](QLatin1StringView key, const UsageLimitKind& generalKind) {
         const auto window = json::object(snapshot, key);
         if (!window) {
             return;
