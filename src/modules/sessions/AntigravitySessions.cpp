@@ -71,7 +71,7 @@ QString query(const QSet<QString>& available) {
 }
 
 std::optional<QDateTime> date(const QString& text) {
-    if (const auto iso = SessionFile::date(text)) {
+    if (auto iso = SessionFile::date(text)) {
         return iso;
     }
     QString spaced = text.trimmed();
