@@ -3,12 +3,15 @@
 #include "core/localization/Localization.h"
 #include "core/time/Clock.h"
 #include "modules/usage/UsageReport.h"
+#include "modules/usage/UsageStore.h"
 #include "services/monitoring/ProviderResult.h"
+#include "services/monitoring/UsageMonitor.h"
 #include "services/shell/ProcessRunner.h"
 
 #include <QStringList>
 
 #include <atomic>
+#include <memory>
 
 namespace tessary {
 
@@ -55,5 +58,16 @@ private:
     Configuration m_configuration;
     std::atomic<AppLanguage> m_language{AppLanguage::english};
 };
+
+using CodexUsageMonitor = UsageMonitor<UsageReport, UsageStore>;
+
+namespace CodexUsage {
+
+// The monitor of Codex's usage, "codexUsage" in the log: every 90 seconds, 10 after a failure.
+// `provider` and `store` must outlive it.
+std::unique_ptr<CodexUsageMonitor> monitor(const CodexUsageProvider& provider, UsageStore& store,
+                                           MonitorServices services, PolledMonitor::OnUpdate onUpdate);
+
+} // namespace CodexUsage
 
 } // namespace tessary
