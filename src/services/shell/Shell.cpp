@@ -2,6 +2,7 @@
 
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
@@ -182,7 +183,13 @@ Shell::converse(const ShellConversation& conversation,
                               ? waitSliceMilliseconds
                               : static_cast<int>(std::min<qint64>(remaining, waitSliceMilliseconds));
         // Waiting for output also writes what is left of the input.
-        process.waitForReadyRead(slice);
+        QElapsedTimer waited;
+        waited.start();
+        if (!process.waitForReadyRead(slice) && waited.elapsed() < slice / 2 &&
+            process.state() != QProcess::NotRunning) {
+            // Output closed by a child that runs on: wait for its end instead of spinning.
+            process.waitForFinished(slice);
+        }
         const QByteArray output = process.readAllStandardOutput();
         heard += output.size();
         if (listen(output) == ShellListening::done) {

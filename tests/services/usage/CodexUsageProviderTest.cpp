@@ -24,7 +24,7 @@ const QByteArray answer =
 
 // A stand-in that records its input and working folder, then plays `body`; STANDIN is its folder.
 QString writeStandIn(const QTemporaryDir& folder, const QByteArray& body) {
-    const QString path = folder.filePath(u"codex"_s);
+    QString path = folder.filePath(u"codex"_s);
     testing::writeFile(path, "#!/bin/bash\nSTANDIN='" + folder.path().toUtf8() +
                                  "'\necho $$ > \"$STANDIN/pid\"\npwd > \"$STANDIN/pwd\"\n"
                                  "head -n 3 > \"$STANDIN/input\"\necho 'noise on standard error' >&2\n" +
@@ -74,6 +74,8 @@ private slots:
             << QByteArray("printf '%s' '" + answer + "'") << 5.0 << QString::fromUtf8(answer) << false;
         QTest::newRow("output ends without the answer")
             << QByteArray("echo '{\"id\":1,\"result\":{}}'") << 5.0 << u"noResponse"_s << false;
+        QTest::newRow("output closed by a child that runs on")
+            << QByteArray("exec 1>&-; exec sleep 30") << 1.0 << u"noResponse"_s << false;
         QTest::newRow("no answer: stopped at the time-out")
             << QByteArray("exec sleep 30") << 1.0 << u"noResponse"_s << false;
     }
