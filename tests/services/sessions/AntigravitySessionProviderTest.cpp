@@ -217,7 +217,7 @@ private slots:
     }
 
 private:
-    AntigravitySessionProvider provider(int scanLimit, QStringList live = {}) {
+    AntigravitySessionProvider provider(int scanLimit, const QStringList& live = {}) {
         AntigravitySessionProvider::Configuration configuration;
         configuration.root = m_root;
         configuration.scanLimit = scanLimit;
