@@ -1,6 +1,6 @@
 #include "services/sessions/OrcaCLI.h"
 
-#include <QFileInfo>
+#include "services/shell/Shell.h"
 
 namespace tessary {
 
@@ -16,13 +16,7 @@ OrcaCLI::OrcaCLI(const ProcessRunner& runner, QStringList candidates)
     , m_candidates(std::move(candidates)) {}
 
 QString OrcaCLI::executable() const {
-    for (const QString& candidate : m_candidates) {
-        const QFileInfo file(candidate);
-        if (file.isAbsolute() && file.isFile() && file.isExecutable()) {
-            return candidate;
-        }
-    }
-    return {};
+    return Shell::firstExecutable(m_candidates);
 }
 
 OrcaSessionProvider::RunResult OrcaCLI::run(const QStringList& arguments, double timeout) const {

@@ -77,6 +77,16 @@ QProcessEnvironment Shell::extendedEnvironment(QProcessEnvironment environment) 
     return environment;
 }
 
+QString Shell::firstExecutable(const QStringList& candidates) {
+    for (const QString& candidate : candidates) {
+        const QFileInfo file(candidate);
+        if (file.isAbsolute() && file.isFile() && file.isExecutable()) {
+            return candidate;
+        }
+    }
+    return {};
+}
+
 QString Shell::resolve(const QString& executable, const QProcessEnvironment& environment) {
     if (executable.isEmpty()) {
         return {};

@@ -35,6 +35,9 @@ public:
     // An absolute path for `executable`: as it stands when it names a path, else looked up in the
     // PATH of `environment`. Empty when nothing executable is found.
     [[nodiscard]] static QString resolve(const QString& executable, const QProcessEnvironment& environment);
+    // The first of `candidates` that is an absolute path to an executable file; empty without one.
+    // For tools looked for only at their own install places, never on the PATH.
+    [[nodiscard]] static QString firstExecutable(const QStringList& candidates);
 };
 
 } // namespace tessary

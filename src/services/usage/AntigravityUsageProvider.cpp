@@ -1,7 +1,8 @@
 #include "services/usage/AntigravityUsageProvider.h"
 
+#include "services/shell/Shell.h"
+
 #include <QDir>
-#include <QFileInfo>
 
 namespace tessary {
 
@@ -51,13 +52,7 @@ QStringList AntigravityUsageProvider::arguments() {
 }
 
 QString AntigravityUsageProvider::executable() const {
-    for (const QString& candidate : m_configuration.candidates) {
-        const QFileInfo file(candidate);
-        if (file.isAbsolute() && file.isFile() && file.isExecutable()) {
-            return candidate;
-        }
-    }
-    return {};
+    return Shell::firstExecutable(m_configuration.candidates);
 }
 
 AntigravityUsageProvider::Result
