@@ -77,7 +77,7 @@ Fixture& fixture() {
 
 void ReadRows(benchmark::State& state) {
     const AntigravitySummaryDatabase database(fixture().database);
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         auto rows = database.readRows(rowCount);
         benchmark::DoNotOptimize(rows);
     }
@@ -88,7 +88,7 @@ void Sessions(benchmark::State& state) {
     const auto rows = std::get<AntigravitySummaryDatabase::Rows>(
         AntigravitySummaryDatabase(fixture().database).readRows(rowCount));
     const QStringList live{u"/home/user/work/project-3"_s};
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         auto sessions =
             AntigravitySessions::sessions(rows, {}, live, 20, AntigravitySessionProvider::defaultResolvePath);
         benchmark::DoNotOptimize(sessions);
@@ -98,7 +98,7 @@ BENCHMARK(Sessions)->Unit(benchmark::kMillisecond);
 
 void Poll(benchmark::State& state) {
     const AntigravitySessionProvider provider = fixture().provider();
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         auto sessions = provider.fetchSessions(20);
         benchmark::DoNotOptimize(sessions);
     }
@@ -110,7 +110,7 @@ void HeldPoll(benchmark::State& state) {
     sqlite3_open(fixture().database.toUtf8().constData(), &holder);
     execute(holder, u"PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE;"_s);
     const AntigravitySessionProvider provider = fixture().provider();
-    for (auto _ : state) {
+    for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
         auto sessions = provider.fetchSessions(20);
         if (!std::holds_alternative<QList<AgentSession>>(sessions)) {
             state.SkipWithError("the held database wasn't read");
