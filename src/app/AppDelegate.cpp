@@ -61,7 +61,7 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
     m_usageWidgets = std::make_unique<UsageWidgets>(
         UsageWidgets::Environment{*m_environment.clock, *m_environment.scheduler, m_settingsStore,
                                   *m_liveAgents, m_environment.homeDirectory, *m_environment.claudeTokens,
-                                  std::nullopt},
+                                  std::nullopt, m_environment.processes, m_environment.agentProcessScanning},
         [this] { m_workspaceCoordinator->moduleDataChanged(); });
     m_usageWidgets->registerModules(m_bus, [this](const QString& sessionID) {
         const qint32 pid = m_liveAgents->agentPIDs().value(sessionID);
@@ -71,13 +71,8 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
         return QtFuture::makeReadyFuture();
     });
     // The card names a held request's session by what the session list knows of it.
-    const auto findSession = [this](const QString& sessionID) -> std::optional<AgentSession> {
-        for (const AgentSession& session : m_usageWidgets->sessionStore().sessions()) {
-            if (session.id == sessionID) {
-                return session;
-            }
-        }
-        return std::nullopt;
+    const auto findSession = [this](const QString& sessionID) {
+        return m_usageWidgets->findSession(sessionID);
     };
     m_hookListener->describeSession = [findSession](const QString& sessionID) {
         const std::optional<AgentSession> session = findSession(sessionID);

@@ -23,6 +23,7 @@ namespace tessary {
 
 class AgentEventStore;
 class AgentProcessReading;
+class AgentProcessScanning;
 class ClaudeTokenSource;
 class AppDelegate;
 class Clock;
@@ -60,9 +61,12 @@ struct AppEnvironment {
     bool runsSystemWidgets = true;
     // Tells headless sessions and running commands to the hook listener; none in tests that don't ask.
     const AgentProcessReading* agentProcesses = nullptr;
+    // Finds the running agents by name (Antigravity's live conversations); none in tests.
+    const AgentProcessScanning* agentProcessScanning = nullptr;
     // Brings the terminal or window of an agent's process forward; session rows do nothing without it.
     std::function<void(qint32 pid)> focusAgentProcess;
-    // Runs child processes (gh for the GitHub widget's token).
+    // Runs child processes: gh for the GitHub widget's token, codex, agy and orca for the agents'
+    // widgets; without it only Claude's widget is shown.
     const ProcessRunner* processes = nullptr;
     // Where the GitHub widget reads; no GitHub widget without it (tests that don't ask for one).
     std::optional<GitHubCLIProvider::Configuration> gitHub;

@@ -5,7 +5,11 @@
 #include "modulekit/ModuleEventBus.h"
 #include "modules/usage/UsageMeterModule.h"
 #include "modules/usage/UsageSessionRows.h"
+#include "modules/usage/antigravity/AntigravityUsageModule.h"
+#include "modules/usage/codex/CodexUsageModule.h"
+#include "services/sessions/AntigravitySessionMonitor.h"
 #include "services/sessions/ClaudeSessionMonitor.h"
+#include "services/sessions/CodexSessionMonitor.h"
 
 namespace tessary {
 
@@ -19,9 +23,29 @@ UsageWidgets::UsageWidgets(Environment environment, const std::function<void()>&
     m_provider = std::make_unique<ClaudeOAuthUsageProvider>(
         m_tokens, m_clock, environment.endpoint.value_or(ClaudeOAuthUsageProvider::Configuration{}));
     const MonitorServices services{environment.scheduler, m_runner, nullptr};
-    m_usageMonitor = ClaudeUsage::monitor(*m_provider, m_usageStore, services, onUpdate);
-    m_sessionMonitor =
-        ClaudeSessionMonitoring::monitor(ClaudeSessionMonitoring::source(environment.homeDirectory, m_clock),
+    const QString& home = environment.homeDirectory;
+    m_monitors.claudeUsage = ClaudeUsage::monitor(*m_provider, m_usageStore, services, onUpdate);
+    QList<std::shared_ptr<const SessionProvider>> claudeHosts;
+    if (environment.processes != nullptr) {
+        m_others = std::make_unique<OtherAgents>(*environment.processes, m_clock, home);
+        claudeHosts.append(orcaSessions(OrcaSessionProvider::Agent::claude, m_others->orca));
+        m_monitors.codexUsage =
+            CodexUsage::monitor(m_others->codex, m_others->codexUsage, services, onUpdate);
+        m_monitors.antigravityUsage =
+            AntigravityUsage::monitor(m_others->antigravity, m_others->antigravityUsage, services, onUpdate);
+        m_monitors.codexSessions = CodexSessionMonitoring::monitor(
+            CodexSessionMonitoring::source(home,
+                                           {orcaSessions(OrcaSessionProvider::Agent::codex, m_others->orca)}),
+            m_others->codexSessions, services, onUpdate);
+        // The scanner belongs to the program and outlives the widgets: the source only borrows it.
+        const std::shared_ptr<const AgentProcessScanning> processes(std::shared_ptr<void>(),
+                                                                    environment.agentProcesses);
+        m_monitors.antigravitySessions =
+            AntigravitySessionMonitoring::monitor(AntigravitySessionMonitoring::source(home, processes),
+                                                  m_others->antigravitySessions, services, onUpdate);
+    }
+    m_monitors.claudeSessions =
+        ClaudeSessionMonitoring::monitor(ClaudeSessionMonitoring::source(home, m_clock, nullptr, claudeHosts),
                                          m_sessionStore, services, onUpdate);
     followLanguage();
 }
@@ -32,43 +56,111 @@ UsageWidgets::~UsageWidgets() {
 }
 
 void UsageWidgets::registerModules(ModuleEventBus& bus, UsageMeterSessions::Jump jump) {
-    const QString moduleID = QLatin1StringView(UsageMeterModule::moduleID);
+    const auto sessions = [this, &jump](SessionStore& store, const char* agent, const char* moduleID,
+                                        const QString& prefix) {
+        return UsageSessionRows::sessions(store, m_events, QLatin1StringView(agent),
+                                          QLatin1StringView(moduleID), prefix, jump);
+    };
     bus.registerModule(std::make_shared<UsageMeterModule>(UsageMeterServices{
         m_usageStore, m_clock,
-        UsageSessionRows::sessions(m_sessionStore, m_events, QLatin1StringView(AgentEventStore::defaultAgent),
-                                   moduleID, u"claude/"_s, std::move(jump))}));
+        sessions(m_sessionStore, AgentEventStore::defaultAgent, UsageMeterModule::moduleID, u"claude/"_s)}));
+    if (!m_others) {
+        return;
+    }
+    bus.registerModule(std::make_shared<CodexUsageModule>(UsageMeterServices{
+        m_others->codexUsage, m_clock,
+        sessions(m_others->codexSessions, "codex", CodexUsageModule::moduleID, u"codex/"_s)}));
+    const AntigravityUsageProvider& antigravity = m_others->antigravity;
+    bus.registerModule(std::make_shared<AntigravityUsageModule>(
+        UsageMeterServices{m_others->antigravityUsage, m_clock,
+                           sessions(m_others->antigravitySessions, "agy", AntigravityUsageModule::moduleID,
+                                    u"antigravity/"_s)},
+        [&antigravity] { return antigravity.isInstalled(); }));
+}
+
+std::optional<AgentSession> UsageWidgets::findSession(const QString& sessionID) const {
+    std::vector<const SessionStore*> stores{&m_sessionStore};
+    if (m_others) {
+        stores.push_back(&m_others->codexSessions);
+        stores.push_back(&m_others->antigravitySessions);
+    }
+    for (const SessionStore* store : stores) {
+        for (const AgentSession& session : store->sessions()) {
+            if (session.id == sessionID) {
+                return session;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+void UsageWidgets::applyLanguage(AppLanguage language) {
+    m_provider->setLanguage(language);
+    if (m_others) {
+        m_others->codex.setLanguage(language);
+        m_others->antigravity.setLanguage(language);
+    }
 }
 
 void UsageWidgets::followLanguage() {
     // Failure texts are worded on the worker thread, in the language of the settings.
     const auto apply = [this](const TessarySettings& settings) {
-        m_provider->setLanguage(Localization::forSetting(settings.language).language());
+        applyLanguage(Localization::forSetting(settings.language).language());
     };
     apply(m_settings.settings());
     QObject::connect(&m_settings, &SettingsStore::settingsChanged, &m_context, apply);
 }
 
-void UsageWidgets::startUsage() {
-    if (m_usageMonitor->isRunning()) {
-        return;
+std::vector<PolledMonitor*> UsageWidgets::usageMonitors() const {
+    std::vector<PolledMonitor*> monitors;
+    for (PolledMonitor* monitor :
+         {m_monitors.claudeUsage.get(), m_monitors.codexUsage.get(), m_monitors.antigravityUsage.get()}) {
+        if (monitor != nullptr) {
+            monitors.push_back(monitor);
+        }
     }
+    return monitors;
+}
+
+std::vector<PolledMonitor*> UsageWidgets::sessionMonitors() const {
+    std::vector<PolledMonitor*> monitors;
+    for (PolledMonitor* monitor : {m_monitors.claudeSessions.get(), m_monitors.codexSessions.get(),
+                                   m_monitors.antigravitySessions.get()}) {
+        if (monitor != nullptr) {
+            monitors.push_back(monitor);
+        }
+    }
+    return monitors;
+}
+
+void UsageWidgets::startUsage() {
     // The settings may have been read again since construction (the migration of a former install).
-    m_provider->setLanguage(Localization::forSetting(m_settings.settings().language).language());
-    m_usageMonitor->start();
+    applyLanguage(Localization::forSetting(m_settings.settings().language).language());
+    for (PolledMonitor* monitor : usageMonitors()) {
+        if (!monitor->isRunning()) {
+            monitor->start();
+        }
+    }
 }
 
 void UsageWidgets::startSessions() {
-    if (!m_sessionMonitor->isRunning()) {
-        m_sessionMonitor->start();
+    for (PolledMonitor* monitor : sessionMonitors()) {
+        if (!monitor->isRunning()) {
+            monitor->start();
+        }
     }
 }
 
 void UsageWidgets::stopUsage() {
-    m_usageMonitor->stop();
+    for (PolledMonitor* monitor : usageMonitors()) {
+        monitor->stop();
+    }
 }
 
 void UsageWidgets::stopSessions() {
-    m_sessionMonitor->stop();
+    for (PolledMonitor* monitor : sessionMonitors()) {
+        monitor->stop();
+    }
 }
 
 } // namespace tessary

@@ -5,9 +5,12 @@
 #include "modules/usage/UsageStore.h"
 #include "platform/credentials/ClaudeTokenSource.h"
 #include "services/monitoring/ProviderRunner.h"
+#include "services/sessions/OrcaCLI.h"
 #include "services/sessions/SessionMonitors.h"
+#include "services/usage/AntigravityUsageProvider.h"
 #include "services/usage/ClaudeOAuthUsageProvider.h"
 #include "services/usage/ClaudeUsageMonitor.h"
+#include "services/usage/CodexUsageProvider.h"
 
 #include <QObject>
 
@@ -17,15 +20,18 @@
 namespace tessary {
 
 class AgentEventStore;
+class AgentProcessScanning;
 class Clock;
 class ModuleEventBus;
 class Scheduler;
 class SettingsStore;
 
-// The "Claude usage" widget with what stands behind it: Claude Code's token, the usage endpoint's
-// client, its store and monitor, and the Claude sessions the widget carries with their monitor.
-// The usage monitor may touch the credentials and the network, so it starts only once onboarding
-// is past; the session monitor starts with the hook listener.
+// The agents' usage widgets with what stands behind them: Claude Code's token and the usage
+// endpoint's client; Codex's app-server and session files; Antigravity's agy tool and summary
+// database; Orca's terminals, which host Claude and Codex sessions. Each agent has a usage store
+// and monitor and a session store and monitor. The usage monitors touch credentials, tools and the
+// network, so they start only once onboarding is past; the session monitors start with the hook
+// listener. Codex, Antigravity and Orca need a process runner; without one only Claude is shown.
 class UsageWidgets {
 public:
     struct Environment {
@@ -38,6 +44,10 @@ public:
         ClaudeTokenSource& tokens;
         // Tests hand in their own endpoint; the program asks Anthropic's.
         std::optional<ClaudeOAuthUsageProvider::Configuration> endpoint;
+        // Runs codex, agy and orca; without it there are no Codex and Antigravity widgets.
+        const ProcessRunner* processes = nullptr;
+        // Tells which conversations of Antigravity still have a running agy.
+        const AgentProcessScanning* agentProcesses = nullptr;
     };
 
     UsageWidgets(Environment environment, const std::function<void()>& onUpdate);
@@ -47,7 +57,7 @@ public:
     UsageWidgets(UsageWidgets&&) = delete;
     UsageWidgets& operator=(UsageWidgets&&) = delete;
 
-    // Registers the Claude usage widget, which goes before every other.
+    // Registers the Claude usage widget, which goes before every other, then Codex's and Antigravity's.
     // `jump` brings a session row's terminal forward; without it a click does nothing.
     void registerModules(ModuleEventBus& bus, UsageMeterSessions::Jump jump = {});
     // Both may be called more than once; a running monitor is left alone.
@@ -58,10 +68,38 @@ public:
 
     [[nodiscard]] UsageStore& usageStore() { return m_usageStore; }
     [[nodiscard]] SessionStore& sessionStore() { return m_sessionStore; }
-    [[nodiscard]] const ClaudeUsageMonitor& usageMonitor() const { return *m_usageMonitor; }
+    // The session of that id in any agent's list.
+    [[nodiscard]] std::optional<AgentSession> findSession(const QString& sessionID) const;
+    [[nodiscard]] const PolledMonitor& usageMonitor() const { return *m_monitors.claudeUsage; }
 
 private:
+    // Codex's and Antigravity's widgets, built only with a process runner.
+    struct OtherAgents {
+        OtherAgents(const ProcessRunner& processes, const Clock& clock, const QString& home)
+            : orca(processes)
+            , codex(processes, clock)
+            , antigravity(processes, clock, AntigravityUsageProvider::defaultConfiguration(home)) {}
+        OrcaCLI orca;
+        CodexUsageProvider codex;
+        AntigravityUsageProvider antigravity;
+        UsageStore codexUsage;
+        UsageStore antigravityUsage;
+        SessionStore codexSessions;
+        SessionStore antigravitySessions;
+    };
+    struct Monitors {
+        std::unique_ptr<PolledMonitor> claudeUsage;
+        std::unique_ptr<PolledMonitor> codexUsage;
+        std::unique_ptr<PolledMonitor> antigravityUsage;
+        std::unique_ptr<PolledMonitor> claudeSessions;
+        std::unique_ptr<PolledMonitor> codexSessions;
+        std::unique_ptr<PolledMonitor> antigravitySessions;
+    };
+
     void followLanguage();
+    void applyLanguage(AppLanguage language);
+    [[nodiscard]] std::vector<PolledMonitor*> usageMonitors() const;
+    [[nodiscard]] std::vector<PolledMonitor*> sessionMonitors() const;
 
     const Clock& m_clock;
     SettingsStore& m_settings;
@@ -70,10 +108,10 @@ private:
     UsageStore m_usageStore;
     SessionStore m_sessionStore;
     std::unique_ptr<ClaudeOAuthUsageProvider> m_provider;
+    std::unique_ptr<OtherAgents> m_others;
     // Declared after what its work reads, so that its threads are done before those go.
     ProviderRunner m_runner;
-    std::unique_ptr<ClaudeUsageMonitor> m_usageMonitor;
-    std::unique_ptr<AgentSessionMonitor> m_sessionMonitor;
+    Monitors m_monitors;
     QObject m_context;
 };
 

@@ -98,6 +98,7 @@ int main(int argc, char** argv) {
     environment.workspaceReader = workspaceReader.get();
     environment.systemEvents = &systemEvents;
     environment.agentProcesses = &agentProcesses;
+    environment.agentProcessScanning = &agentProcesses;
     environment.processes = &shell;
     environment.gitHub = gitHubConfiguration();
     ClaudeCredentialsFile claudeTokens(ClaudeCredentialsFile::defaultPath(QDir::homePath()));
