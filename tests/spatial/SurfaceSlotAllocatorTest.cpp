@@ -248,6 +248,10 @@ void SurfaceSlotAllocatorTest::grouped_data() {
         << times(3, {5, 400, 100, 100}) << notchArea << visible << u"capsule left [0,1,2] 0,315 73.6x270"_s;
     QTest::newRow("capsule kept above the bottom") << times(4, {1340, 770, 100, 100}) << notchArea << visible
                                                    << u"capsule right [0,1,2,3] 1366.4,540 73.6x360"_s;
+    // 0.9 * 100 * 12 = 1080 would pass the 875 of the edge: the base shrinks to 875 / 10.8.
+    QTest::newRow("a capsule longer than its edge shrinks onto the screen")
+        << times(12, {1340, 400, 100, 100}) << notchArea << visible
+        << u"capsule right [0,1,2,3,4,5,6,7,8,9,10,11] 1380.37037,25 59.62962963x875"_s;
     QTest::newRow("bottom edge capsule") << times(2, {300, 790, 100, 100}) << notchArea << visible
                                          << u"capsule bottom [0,1] 260,826.4 180x73.6"_s;
     // In a visible frame 160 wide, a cluster touches both sides: the nearer one wins.

@@ -260,7 +260,12 @@ std::vector<SurfaceGroup> SurfaceSlotAllocator::separated(const std::vector<QRec
 QRectF SurfaceSlotAllocator::capsuleFrame(Edge edge, int count, double base, const QRectF& cluster,
                                           const QRectF& visibleFrame) {
     const QRectF v = visibleFrame.normalized();
-    const QSizeF size = CapsuleMetrics{edge, count, base}.size(true);
+    // A capsule longer than its edge is drawn smaller, so that every segment stays on the screen:
+    // the surface takes its size from this frame.
+    const double edgeLength = isVertical(edge) ? v.height() : v.width();
+    const double lengthPerBase = CapsuleMetrics{edge, count, 1}.along(true);
+    const double fitted = lengthPerBase > 0 ? std::min(base, edgeLength / lengthPerBase) : base;
+    const QSizeF size = CapsuleMetrics{edge, count, fitted}.size(true);
     const double w = size.width();
     const double h = size.height();
     const QPointF middle = cluster.normalized().center();
