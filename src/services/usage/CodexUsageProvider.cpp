@@ -42,13 +42,8 @@ QString CodexUsageProvider::defaultWorkingDirectory() {
 }
 
 QString CodexUsageProvider::appServerExecutable() const {
-    for (const QString& candidate : m_configuration.appServerCandidates) {
-        // A path only: a name would be looked up in the PATH, which the candidates never mean.
-        if (candidate.startsWith(u'/') && !Shell::resolve(candidate, {}).isEmpty()) {
-            return candidate;
-        }
-    }
-    return {};
+    // Paths only: a name would be looked up in the PATH, which the candidates never mean.
+    return Shell::firstExecutable(m_configuration.appServerCandidates);
 }
 
 std::optional<UsageReport> CodexUsageProvider::sessionReport(const QDateTime& fetchedAt) const {
