@@ -83,6 +83,21 @@ def codex_reply(body):
             "content": [{"type": "output_text", "text": ANSWER, "annotations": []}]}
 
 
+def codex_rate_limit_headers(item):
+    """The plan's limits as the ChatGPT backend reports them on its answers: the general limit's two
+    windows while tools run, and the limit of one model alone on the final answer. Codex records the
+    last family it read, so a session file ends with a model's limit after the general ones."""
+    now = int(time.time())
+    if item.get("type") == "message":
+        return [("x-codex-bengalfox-primary-used-percent", "87"), ("x-codex-bengalfox-primary-window-minutes", "300"),
+                ("x-codex-bengalfox-primary-reset-at", str(now + 1800)),
+                ("x-codex-bengalfox-limit-name", "GPT-Stand-In-Mini")]
+    return [("x-codex-primary-used-percent", "23.5"), ("x-codex-primary-window-minutes", "300"),
+            ("x-codex-primary-reset-at", str(now + 3600)),
+            ("x-codex-secondary-used-percent", "41"), ("x-codex-secondary-window-minutes", "10080"),
+            ("x-codex-secondary-reset-at", str(now + 3 * 86400))]
+
+
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
 
@@ -99,8 +114,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.end_headers()
         self.wfile.write(data)
 
-    def start_stream(self):
+    def start_stream(self, headers=()):
         self.send_response(200)
+        for name, value in headers:
+            self.send_header(name, value)
         self.send_header("content-type", "text/event-stream")
         self.send_header("cache-control", "no-cache")
         self.send_header("connection", "close")
@@ -182,7 +199,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         if prompts and "slowly" in prompts[-1]:
             time.sleep(30)
         item = codex_reply(body)
-        self.start_stream()
+        self.start_stream(codex_rate_limit_headers(item))
         self.event("response.created", {"type": "response.created", "response": {"id": "resp_standin"}})
         self.event("response.output_item.done", {"type": "response.output_item.done", "output_index": 0,
                                                  "item": item})

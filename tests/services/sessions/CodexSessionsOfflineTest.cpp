@@ -1,6 +1,7 @@
 // Session files written by the real Codex CLI (from the npm registry, run offline against a stand-in
 // model API by tests/support/agents-offline), read by the Codex session monitor into its store as the
 // application reads them.
+#include "modules/usage/codex/CodexRateLimitParser.h"
 #include "services/sessions/CodexSessionMonitor.h"
 #include "support/MonitorHarness.h"
 
@@ -131,6 +132,17 @@ void CodexSessionsOfflineTest::execRunAndItsReviewer() {
     QVERIFY(session.startedAt && *session.startedAt <= session.lastActivity);
     // The id is the one in its file's name, which Codex's hooks report too.
     QVERIFY(written.keys().join(u'\n').contains(session.id + u".jsonl"_s));
+
+    // The stand-in reports the general limit while tools run and a model's own limit on the final
+    // answer: the newest general record gives the plan's usage, the model's record after it doesn't.
+    const auto usage = CodexSessionRateLimits::report(sessions, QDateTime::currentDateTimeUtc());
+    QVERIFY(usage);
+    QCOMPARE(usage->limits.size(), std::size_t{2});
+    QCOMPARE(usage->limits.at(0).kind, UsageLimitKind{usage_kind::Session{}});
+    QCOMPARE(usage->limits.at(0).percent, 24);
+    QCOMPARE(usage->limits.at(1).kind, UsageLimitKind{usage_kind::WeeklyAll{}});
+    QCOMPARE(usage->limits.at(1).percent, 41);
+    QVERIFY(usage->capturedAt && *usage->capturedAt >= session.lastActivity.addSecs(-60));
 
     // Reading wrote nothing into Codex's folder.
     QCOMPARE(snapshot(m_home.filePath(u".codex"_s)), written);
