@@ -8,7 +8,6 @@
 
 #include <QCoreApplication>
 #include <QJsonDocument>
-#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -29,7 +28,6 @@ private slots:
 
     void decisionBodies_data();
     void decisionBodies();
-    void decisionIsExactOnTheWire();
     void turnEnders_data();
     void turnEnders();
     void toolEndReleasesTheOlderOfTwoIdenticalRequests();
@@ -79,8 +77,9 @@ QByteArray bash(const QString& session, const QString& command, const QString& d
     return request(session, u"Bash"_s, {{u"command"_s, command}, {u"description"_s, description}});
 }
 
-QJsonObject object(const QByteArray& json) {
-    return QJsonDocument::fromJson(json).object();
+// The decision command's output around a decision, as Claude Code and Codex read it.
+QByteArray answer(const QByteArray& decision) {
+    return R"({"hookSpecificOutput":{"decision":)" + decision + R"(,"hookEventName":"PermissionRequest"}})";
 }
 
 } // namespace
@@ -134,13 +133,10 @@ void PermissionHoldTest::decisionBodies_data() {
     QTest::addColumn<QByteArray>("output");
 
     const QByteArray npmTest = bash(u"s"_s, u"npm test"_s);
-    QTest::newRow("allow") << npmTest << QString() << u"allow"_s
-                           << QByteArray(R"({"hookSpecificOutput":{"decision":{"behavior":"allow"},)"
-                                         R"("hookEventName":"PermissionRequest"}})");
+    QTest::newRow("allow") << npmTest << QString() << u"allow"_s << answer(R"({"behavior":"allow"})");
     QTest::newRow("deny carries the reason")
         << npmTest << QString() << u"deny"_s
-        << QByteArray(R"({"hookSpecificOutput":{"decision":{"behavior":"deny","message":"Denied by the user )"
-                      R"(on Tessary"},"hookEventName":"PermissionRequest"}})");
+        << answer(R"({"behavior":"deny","message":"Denied by the user on Tessary"})");
 
     const QJsonArray offered{
         QJsonObject{{u"type"_s, u"addDirectories"_s},
@@ -156,10 +152,9 @@ void PermissionHoldTest::decisionBodies_data() {
         << request(u"s"_s, u"Bash"_s, {{u"command"_s, u"npm test"_s}},
                    {{u"permission_suggestions"_s, offered}})
         << QString() << u"dontAsk"_s
-        << QByteArray(
-               R"({"hookSpecificOutput":{"decision":{"behavior":"allow","updatedPermissions":[)"
-               R"({"behavior":"allow","destination":"localSettings","rules":[{"ruleContent":"npm test",)"
-               R"("toolName":"Bash"}],"type":"addRules"}]},"hookEventName":"PermissionRequest"}})");
+        << answer(R"({"behavior":"allow","updatedPermissions":[{"behavior":"allow",)"
+                  R"("destination":"localSettings","rules":[{"ruleContent":"npm test","toolName":"Bash"}],)"
+                  R"("type":"addRules"}]})");
     const QJsonArray denyRulesOnly{
         QJsonObject{{u"type"_s, u"addRules"_s},
                     {u"rules"_s, QJsonArray{QJsonObject{{u"toolName"_s, u"Bash"_s}}}},
@@ -169,20 +164,15 @@ void PermissionHoldTest::decisionBodies_data() {
         << request(u"s"_s, u"Bash"_s, {{u"command"_s, u"npm test"_s}},
                    {{u"permission_suggestions"_s, denyRulesOnly}})
         << QString() << u"dontAsk"_s
-        << QByteArray(R"({"hookSpecificOutput":{"decision":{"behavior":"allow","updatedPermissions":[)"
-                      R"({"behavior":"allow","destination":"session","rules":[{"toolName":"Bash"}],)"
-                      R"("type":"addRules"}]},"hookEventName":"PermissionRequest"}})");
+        << answer(R"({"behavior":"allow","updatedPermissions":[{"behavior":"allow","destination":"session",)"
+                  R"("rules":[{"toolName":"Bash"}],"type":"addRules"}]})");
     QTest::newRow("always allow without suggestions keeps the raw tool name")
         << request(u"s"_s, u"mcp__github__create_issue"_s, {{u"title"_s, u"Bug"_s}}) << QString()
         << u"dontAsk"_s
-        << QByteArray(
-               R"({"hookSpecificOutput":{"decision":{"behavior":"allow","updatedPermissions":[)"
-               R"({"behavior":"allow","destination":"session","rules":[{"toolName":)"
-               R"("mcp__github__create_issue"}],"type":"addRules"}]},"hookEventName":"PermissionRequest"}})");
+        << answer(R"({"behavior":"allow","updatedPermissions":[{"behavior":"allow","destination":"session",)"
+                  R"("rules":[{"toolName":"mcp__github__create_issue"}],"type":"addRules"}]})");
     QTest::newRow("always allow is a plain allow for Codex")
-        << npmTest << u"codex"_s << u"dontAsk"_s
-        << QByteArray(R"({"hookSpecificOutput":{"decision":{"behavior":"allow"},)"
-                      R"("hookEventName":"PermissionRequest"}})");
+        << npmTest << u"codex"_s << u"dontAsk"_s << answer(R"({"behavior":"allow"})");
 
     const QJsonObject question{
         {u"questions"_s,
@@ -193,39 +183,31 @@ void PermissionHoldTest::decisionBodies_data() {
                                                           QJsonObject{{u"label"_s, u"dev"_s}}}}}}}};
     QTest::newRow("answers go back as the updated input")
         << request(u"s"_s, u"AskUserQuestion"_s, question) << QString() << u"answer"_s
-        << QByteArray(
-               R"({"hookSpecificOutput":{"decision":{"behavior":"allow","updatedInput":{"answers":)"
-               R"({"Which branch?":"dev"},"questions":[{"header":"Branch","multiSelect":false,"options":)"
-               R"([{"label":"main"},{"label":"dev"}],"question":"Which branch?"}]}},)"
-               R"("hookEventName":"PermissionRequest"}})");
+        << answer(R"({"behavior":"allow","updatedInput":{"answers":{"Which branch?":"dev"},)"
+                  R"("questions":[{"header":"Branch","multiSelect":false,"options":[{"label":"main"},)"
+                  R"({"label":"dev"}],"question":"Which branch?"}]}})");
     QTest::newRow("answers are not sent to an agent that ignores them")
         << request(u"s"_s, u"AskUserQuestion"_s, question) << u"codex"_s << u"answer"_s
-        << QByteArray(R"({"hookSpecificOutput":{"decision":{"behavior":"allow"},)"
-                      R"("hookEventName":"PermissionRequest"}})");
+        << answer(R"({"behavior":"allow"})");
 
     const QByteArray plan =
         request(u"s"_s, u"ExitPlanMode"_s, {{u"plan"_s, u"# Plan\n1. Read \"the\" code"_s}});
-    QTest::newRow("plan approved") << plan << QString() << u"approve"_s
-                                   << QByteArray(R"({"hookSpecificOutput":{"decision":{"behavior":"allow",)"
-                                                 R"("updatedInput":{"plan":"# Plan\n1. Read \"the\" code"}},)"
-                                                 R"("hookEventName":"PermissionRequest"}})");
+    QTest::newRow("plan approved")
+        << plan << QString() << u"approve"_s
+        << answer(R"({"behavior":"allow","updatedInput":{"plan":"# Plan\n1. Read \"the\" code"}})");
     QTest::newRow("plan approved accepting edits")
         << plan << QString() << u"acceptEdits"_s
-        << QByteArray(R"({"hookSpecificOutput":{"decision":{"behavior":"allow","updatedInput":{"plan":)"
-                      R"("# Plan\n1. Read \"the\" code"},"updatedPermissions":[{"destination":"session",)"
-                      R"("mode":"acceptEdits","type":"setMode"}]},"hookEventName":"PermissionRequest"}})");
+        << answer(
+               R"({"behavior":"allow","updatedInput":{"plan":"# Plan\n1. Read \"the\" code"},)"
+               R"("updatedPermissions":[{"destination":"session","mode":"acceptEdits","type":"setMode"}]})");
     QTest::newRow("changes requested, feedback quoted as it is")
         << plan << QString() << u"changes:  Use \"std::span\" \\ not pointers\n"_s
-        << QByteArray(
-               R"({"hookSpecificOutput":{"decision":{"behavior":"deny","message":"The user reviewed )"
-               R"(this plan in Tessary and requested changes. The user's feedback: Use \"std::span\" \\ )"
-               R"(not pointers. Revise the plan and call ExitPlanMode again."},)"
-               R"("hookEventName":"PermissionRequest"}})");
+        << answer(
+               R"({"behavior":"deny",)"
+               R"("message":"The user reviewed this plan in Tessary and requested changes. The user's feedback: Use \"std::span\" \\ not pointers. Revise the plan and call ExitPlanMode again."})");
     QTest::newRow("a blank note approves")
         << plan << QString() << u"changes: \n\t "_s
-        << QByteArray(R"({"hookSpecificOutput":{"decision":{"behavior":"allow",)"
-                      R"("updatedInput":{"plan":"# Plan\n1. Read \"the\" code"}},)"
-                      R"("hookEventName":"PermissionRequest"}})");
+        << answer(R"({"behavior":"allow","updatedInput":{"plan":"# Plan\n1. Read \"the\" code"}})");
 }
 
 void PermissionHoldTest::decisionBodies() {
@@ -265,36 +247,6 @@ void PermissionHoldTest::decisionBodies() {
     QVERIFY(m_store->pendingPermissions().isEmpty());
     // The agent goes on with the turn.
     QCOMPARE(m_store->live().value(u"s"_s).activity, AgentActivity::working);
-}
-
-void PermissionHoldTest::decisionIsExactOnTheWire() {
-    QFile tokenFile(m_listener->files().tokenPath());
-    QVERIFY(tokenFile.open(QIODevice::ReadOnly));
-    const QByteArray body = bash(u"wire"_s, u"make"_s);
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress::LocalHost, *m_listener->port());
-    QVERIFY(socket.waitForConnected(3000));
-    socket.write("POST /event HTTP/1.1\r\nX-Tessary-Token: " + tokenFile.readAll() +
-                 "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
-    QVERIFY(QTest::qWaitFor([&] { return m_listener->heldRequests().size() == 1; }, 3000));
-    // Held: nothing comes back and the connection stays open.
-    QTest::qWait(100);
-    QCOMPARE(socket.bytesAvailable(), 0);
-    QCOMPARE(socket.state(), QAbstractSocket::ConnectedState);
-
-    QVERIFY(m_listener->decide(m_listener->heldRequests().first(), PermissionDecision::allow, {}));
-    QByteArray received;
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            received += socket.readAll();
-            return socket.state() == QAbstractSocket::UnconnectedState;
-        },
-        3000));
-    received += socket.readAll();
-    const QByteArray json =
-        R"({"hookSpecificOutput":{"decision":{"behavior":"allow"},"hookEventName":"PermissionRequest"}})";
-    QCOMPARE(received, "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: " +
-                           QByteArray::number(json.size()) + "\r\nConnection: close\r\n\r\n" + json);
 }
 
 void PermissionHoldTest::turnEnders_data() {
@@ -512,13 +464,7 @@ void PermissionHoldTest::lateAnswersSendNothing() {
     // A second click, or a review of the same id, changes nothing.
     QVERIFY(!m_listener->decide(id, PermissionDecision::allow, {}));
     QVERIFY(!m_listener->review(id, PlanReview::approve()));
-    QCOMPARE(object(HookCommands::finish(decision.get()).output)
-                 .value(u"hookSpecificOutput"_s)
-                 .toObject()
-                 .value(u"decision"_s)
-                 .toObject()
-                 .value(u"behavior"_s),
-             u"deny"_s);
+    QVERIFY(HookCommands::finish(decision.get()).output.contains(R"("behavior":"deny")"));
 }
 
 void PermissionHoldTest::stoppingLeavesTheAgentsToTheirTerminals() {
