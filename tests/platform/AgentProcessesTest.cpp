@@ -1,4 +1,3 @@
-#include "platform/processes/fake/FakeAgentProcesses.h"
 #include "platform/processes/linux/LiveAgentProcesses.h"
 #include "support/FakeProcRoot.h"
 
@@ -117,7 +116,6 @@ private slots:
     void damagedAndVanishingEntries();
     void terminalDevice_data();
     void terminalDevice();
-    void fakeAgreesWithTheRule();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -408,32 +406,6 @@ void AgentProcessesTest::terminalDevice() {
     QFETCH(qint32, terminal);
     QFETCH(std::optional<QString>, device);
     QCOMPARE(LiveAgentProcesses::terminalDevice(terminal), device);
-}
-
-void AgentProcessesTest::fakeAgreesWithTheRule() {
-    FakeAgentProcesses fake;
-    const QDateTime start = QDateTime::fromSecsSinceEpoch(1'790'000'000, Qt::UTC);
-    fake.add({20,
-              1,
-              u"/usr/lib/node_modules/@anthropic-ai/claude-code/bin/claude.exe"_s,
-              {u"claude"_s, u"-p"_s},
-              u"/w"_s,
-              start,
-              std::nullopt,
-              {},
-              true});
-    fake.add(
-        {21, 20, u"/bin/bash"_s, {u"bash"_s, u"-c"_s, u"make"_s}, u"/w"_s, start, u"/dev/pts/1"_s, {}, true});
-    fake.add(
-        {22, 21, u"/usr/bin/make"_s, {u"make"_s}, u"/w"_s, start, u"/dev/pts/1"_s, {{u"A"_s, u"1"_s}}, true});
-    const QList<AgentProcess> live = fake.live(AgentProcessNames::agentNames());
-    QCOMPARE(live.size(), 1);
-    QCOMPARE(live.first().agentName, u"claude"_s);
-    QCOMPARE(fake.descendants(20).size(), 2);
-    QCOMPARE(fake.ancestors(22, AgentProcesses::ancestorLimit), (QList<qint32>{21, 20}));
-    QCOMPARE(fake.hasControllingTerminal(20), false);
-    QCOMPARE(fake.environmentValue(u"A"_s, 22), u"1"_s);
-    QCOMPARE(fake.scans(), 1);
 }
 
 QTEST_GUILESS_MAIN(AgentProcessesTest)

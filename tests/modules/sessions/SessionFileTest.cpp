@@ -96,7 +96,6 @@ private slots:
     void projectFolder();
     void projectNameFallsBackToTheFileFolder();
 
-    void transcriptFixtures();
     void readingWhileAWriterAppends();
     void hugeSparseFileReadsInBoundedMemory();
 
@@ -346,37 +345,6 @@ void SessionFileTest::projectNameFallsBackToTheFileFolder() {
     QCOMPARE(SessionFile::projectName(u"/"_s, transcript), u"/"_s);
     QCOMPARE(SessionFile::projectName(u""_s, transcript), u"-home-u-app"_s);
     QCOMPARE(SessionFile::projectName(std::nullopt, transcript), u"-home-u-app"_s);
-}
-
-void SessionFileTest::transcriptFixtures() {
-    // Every line of a real transcript's tail is a JSON object, save the cut first one.
-    const QString shortTranscript = testData(u"claude-transcripts/short.jsonl"_s);
-    const QStringList all = SessionFile::tailLines(shortTranscript, 0);
-    QCOMPARE(all.size(), 15);
-    for (const QString& line : all) {
-        QVERIFY(object(line));
-    }
-    const QStringList tail = SessionFile::tailLines(shortTranscript, 4000);
-    QVERIFY(!tail.isEmpty() && tail.size() < all.size());
-    QCOMPARE(tail.last(), all.last());
-    QVERIFY(all.contains(tail.first()));
-
-    QCOMPARE(latestOfType(shortTranscript, u"assistant"_s, u"sessionId"_s),
-             u"55604662-cf2a-4331-851a-ec234028f8ca"_s);
-    const auto model = SessionFile::latestValue(
-        testData(u"claude-transcripts/subagent-agent-aac57f5.jsonl"_s), u"\"model\""_s, 1 << 20, 1 << 20,
-        [](const QString& line) -> std::optional<QString> {
-            const auto json = object(line);
-            const QString value =
-                json ? json->value("message"_L1).toObject().value("model"_L1).toString() : QString();
-            return value.isEmpty() ? std::nullopt : std::optional(value);
-        });
-    QCOMPARE(model, u"claude-sonnet-4-5-20250929"_s);
-    const auto started = SessionFile::head(testData(u"claude-transcripts/tool_heavy.jsonl"_s), 8192);
-    QVERIFY(started && started->size() <= 8192);
-    QCOMPARE(SessionFile::projectName(u"/home/marco/projects/spotter"_s,
-                                      testData(u"claude-transcripts/short.jsonl"_s)),
-             u"spotter"_s);
 }
 
 void SessionFileTest::readingWhileAWriterAppends() {

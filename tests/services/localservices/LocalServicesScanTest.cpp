@@ -100,9 +100,8 @@ private slots:
     void realServersThroughLsofAndProc();
     void lsofAndProcSeeTheSameListeners();
     void procListenersFromAFakeTree();
-    void lsofWarningExitIsNoError();
-    void lsofFailures_data();
-    void lsofFailures();
+    void lsofExitsAndFailures_data();
+    void lsofExitsAndFailures();
     void damagedLsofOutputLosesOnlyTheDamage();
     void containersThroughDocker();
     void noDockerEngineAddsNothing();
@@ -262,26 +261,16 @@ void LocalServicesScanTest::procListenersFromAFakeTree() {
                                                 {41, uid, u"nginx"_s, u"127.0.0.1"_s, 8080}}));
 }
 
-void LocalServicesScanTest::lsofWarningExitIsNoError() {
-    FakeRunner runner;
-    runner.answer(u"lsof"_s, ShellOutcome{1, QString(),
-                                          u"lsof: WARNING: can't stat() fuse file system /run/user/1000/doc\n"
-                                          "      Output information may be incomplete.\n"_s});
-    FixedProber prober;
-    LsofPortScanner scanner(m_proc, runner, prober,
-                            {u"/usr/bin/lsof"_s, u"/usr/bin/ps"_s, std::nullopt, ownUID});
-    const LocalServicesScan warned = scanner.scan(QDateTime::currentDateTimeUtc(), {});
-    QVERIFY(std::holds_alternative<std::vector<LocalService>>(warned));
-    QVERIFY(std::get<std::vector<LocalService>>(warned).empty());
-    QVERIFY(!runner.calls().join(u'\n').contains(u"ps "_s)); // nothing to ask ps about
-}
-
-void LocalServicesScanTest::lsofFailures_data() {
+void LocalServicesScanTest::lsofExitsAndFailures_data() {
     QTest::addColumn<QString>("lsof");
     QTest::addColumn<bool>("answered");
     QTest::addColumn<int>("status");
     QTest::addColumn<QString>("errorOutput");
-    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("message"); // empty: no failure
+    QTest::newRow("warnings only") << u"/usr/bin/lsof"_s << true << 1
+                                   << u"lsof: WARNING: can't stat() fuse file system /run/user/1000/doc\n"
+                                      "      Output information may be incomplete.\n"_s
+                                   << QString();
     QTest::newRow("missing") << u"/nonexistent/lsof"_s << false << 0 << QString()
                              << u"lsof not found at /nonexistent/lsof"_s;
     QTest::newRow("an error") << u"/usr/bin/lsof"_s << true << 1 << u"lsof: unsupported option -Z\n"_s
@@ -291,11 +280,12 @@ void LocalServicesScanTest::lsofFailures_data() {
         << u"/usr/bin/lsof"_s << false << 0 << QString() << u"lsof timed out"_s;
 }
 
-void LocalServicesScanTest::lsofFailures() {
+void LocalServicesScanTest::lsofExitsAndFailures() {
     QFETCH(QString, lsof);
     QFETCH(bool, answered);
     QFETCH(int, status);
     QFETCH(QString, errorOutput);
+    QFETCH(QString, message);
     FakeRunner runner;
     if (answered) {
         runner.answer(u"lsof"_s, ShellOutcome{status, QString(), errorOutput});
@@ -303,10 +293,16 @@ void LocalServicesScanTest::lsofFailures() {
         runner.answer(u"lsof"_s, ShellFailure{ShellFailure::Kind::timedOut, u"lsof timed out"_s});
     }
     FixedProber prober;
-    LsofPortScanner scanner(m_proc, runner, prober, {lsof, std::nullopt, std::nullopt, ownUID});
+    LsofPortScanner scanner(m_proc, runner, prober, {lsof, u"/usr/bin/ps"_s, std::nullopt, ownUID});
     const LocalServicesScan scan = scanner.scan(QDateTime::currentDateTimeUtc(), {});
+    if (message.isEmpty()) {
+        QVERIFY(std::holds_alternative<std::vector<LocalService>>(scan));
+        QVERIFY(std::get<std::vector<LocalService>>(scan).empty());
+        QVERIFY(!runner.calls().join(u'\n').contains(u"ps "_s)); // nothing to ask ps about
+        return;
+    }
     QVERIFY(std::holds_alternative<LocalServicesError>(scan));
-    QTEST(std::get<LocalServicesError>(scan).message, "message");
+    QCOMPARE(std::get<LocalServicesError>(scan).message, message);
     QCOMPARE(std::get<LocalServicesError>(scan).userText(Localization()),
              u"could not list local ports: "_s + std::get<LocalServicesError>(scan).message);
 }
