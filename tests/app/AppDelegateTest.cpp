@@ -25,7 +25,6 @@ private slots:
     void init();
     void launchMigratesBeforeReadingSettings();
     void equalSettingsCauseNoReaction();
-    void languageChangeRelabelsTheMenu();
     void loginItemFollowsTheSetting();
     void menuListsItsEntriesInOrder();
     void problemSectionShowsTheError();
@@ -51,14 +50,6 @@ QStringList entries(QMenu* menu) {
 // Settings reach the system on the next turn of the event loop.
 void settle() {
     QCoreApplication::processEvents();
-}
-QAction* entry(QMenu* menu, const QString& text) {
-    for (QAction* action : menu->actions()) {
-        if (action->text() == text) {
-            return action;
-        }
-    }
-    return nullptr;
 }
 } // namespace
 
@@ -101,20 +92,6 @@ void AppDelegateTest::equalSettingsCauseNoReaction() {
     QCOMPARE(applied.size(), 1);
 }
 
-void AppDelegateTest::languageChangeRelabelsTheMenu() {
-    auto delegate = makeDelegate();
-    delegate->applicationDidFinishLaunching();
-    TessarySettings settings = delegate->settingsStore().settings();
-    settings.language = AppLanguage::portuguese;
-    delegate->settingsStore().setSettings(settings);
-    settle();
-    QVERIFY(entry(delegate->statusMenu()->menu(), u"Sair do Tessary"_s));
-    settings.language = AppLanguage::english;
-    delegate->settingsStore().setSettings(settings);
-    settle();
-    QVERIFY(entry(delegate->statusMenu()->menu(), u"Quit Tessary"_s));
-}
-
 void AppDelegateTest::loginItemFollowsTheSetting() {
     auto delegate = makeDelegate();
     delegate->applicationDidFinishLaunching();
@@ -134,16 +111,16 @@ void AppDelegateTest::menuListsItsEntriesInOrder() {
     // No accessibility permission exists on this platform, and no notch is docked.
     QCOMPARE(entries(menu), (QStringList{u"--"_s, u"--"_s, u"Settings…"_s, u"Check for Updates…"_s, u"--"_s,
                                          u"Quit Tessary"_s}));
-    QVERIFY(!entry(menu, u"Check for Updates…"_s)->isEnabled()); // no updater on this platform
-    QVERIFY(entry(menu, u"Quit Tessary"_s)->isEnabled());
+    QVERIFY(!testing::menuEntry(menu, u"Check for Updates…"_s)->isEnabled()); // no updater on this platform
+    QVERIFY(testing::menuEntry(menu, u"Quit Tessary"_s)->isEnabled());
 
     delegate->model().setNotchDisplayID(u"DP-1"_s);
     delegate->model().setHasDockedNotch(true);
-    QVERIFY(entry(menu, u"Edit notch…"_s));
-    QVERIFY(entry(menu, u"Edit notch…"_s)->isEnabled());
+    QVERIFY(testing::menuEntry(menu, u"Edit notch…"_s));
+    QVERIFY(testing::menuEntry(menu, u"Edit notch…"_s)->isEnabled());
 
     delegate->model().setHasDockedNotch(false);
-    QVERIFY(!entry(menu, u"Edit notch…"_s));
+    QVERIFY(!testing::menuEntry(menu, u"Edit notch…"_s));
 
     // The loop's ticks change the model all the time; the menu only when what it shows changes.
     const QList<QAction*> before = menu->actions();
@@ -162,14 +139,15 @@ void AppDelegateTest::problemSectionShowsTheError() {
     QMenu* menu = delegate->statusMenu()->menu();
     QCOMPARE(entries(menu).mid(0, 2), (QStringList{u"Problem"_s, u"The displays could not be read."_s}));
     delegate->model().setLastError(std::nullopt);
-    QVERIFY(!entry(menu, u"Problem"_s));
+    QVERIFY(!testing::menuEntry(menu, u"Problem"_s));
 }
 
 void AppDelegateTest::quitEntryEndsTheEventLoop() {
     auto delegate = makeDelegate();
     delegate->applicationDidFinishLaunching();
     QSignalSpy quitting(qApp, &QCoreApplication::aboutToQuit);
-    QTimer::singleShot(0, this, [&] { entry(delegate->statusMenu()->menu(), u"Quit Tessary"_s)->trigger(); });
+    QTimer::singleShot(
+        0, this, [&] { testing::menuEntry(delegate->statusMenu()->menu(), u"Quit Tessary"_s)->trigger(); });
     QTimer::singleShot(5000, qApp, [] { QCoreApplication::exit(1); }); // guard
     QCOMPARE(QCoreApplication::exec(), 0);
     QCOMPARE(quitting.size(), 1);

@@ -12,6 +12,7 @@
 #include "platform/workspace/fake/FakeWorkspaceReader.h"
 #include "services/monitoring/Scheduler.h"
 
+#include <QMenu>
 #include <QSettings>
 #include <QTemporaryDir>
 
@@ -62,5 +63,15 @@ struct AppTestHarness {
         return environment;
     }
 };
+
+// The menu's entry of that text, or null.
+inline QAction* menuEntry(const QMenu* menu, const QString& text) {
+    for (QAction* action : menu->actions()) {
+        if (action->text() == text) {
+            return action;
+        }
+    }
+    return nullptr;
+}
 
 } // namespace tessary::testing

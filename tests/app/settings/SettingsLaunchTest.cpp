@@ -23,15 +23,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QAction* entry(QMenu* menu, const QString& text) {
-    for (QAction* action : menu->actions()) {
-        if (action->text() == text) {
-            return action;
-        }
-    }
-    return nullptr;
-}
-
 // Whether the X server has a mapped top-level window of that title, whoever made it.
 bool hasWindowTitled(const QString& title) {
     QProcess search;
@@ -80,7 +71,7 @@ std::unique_ptr<AppDelegate> SettingsLaunchTest::makeDelegate() {
 void SettingsLaunchTest::theMenuEntryOpensGeneral() {
     auto delegate = makeDelegate();
     delegate->applicationDidFinishLaunching();
-    QAction* settings = entry(delegate->statusMenu()->menu(), u"Settings…"_s);
+    QAction* settings = testing::menuEntry(delegate->statusMenu()->menu(), u"Settings…"_s);
     QVERIFY(settings);
     QVERIFY(settings->isEnabled());
     settings->trigger();
@@ -126,7 +117,7 @@ void SettingsLaunchTest::aLanguageChosenInTheWindowRelabelsTheMenuAndTheLog() {
     while (language->currentIndex() < spanish) {
         QTest::keyClick(language, Qt::Key_Down);
     }
-    QTRY_VERIFY(entry(delegate->statusMenu()->menu(), u"Ajustes…"_s));
+    QTRY_VERIFY(testing::menuEntry(delegate->statusMenu()->menu(), u"Ajustes…"_s));
     QCOMPARE(viewer->windowTitle(), u"Registro de Tessary"_s);
     QCOMPARE(window->windowTitle(), u"Ajustes de Tessary"_s);
 }

@@ -74,7 +74,6 @@ private slots:
         int updates = 0;
         GitHubMonitor<> monitor(script.provider(), store, harness.clock, harness.services(),
                                 [&] { ++updates; });
-        QCOMPARE(QString(monitor.name().text()), u"gitHub"_s);
 
         QList<int> fetched;
         monitor.start();

