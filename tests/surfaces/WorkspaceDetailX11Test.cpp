@@ -73,6 +73,36 @@ WorkspaceSnapshot screenWorkspace() {
     return workspace;
 }
 
+// The loop over real surfaces and the shared detail panel, with a new user's settings.
+struct RealLoop {
+    QTemporaryDir dir;
+    QSettings defaults{dir.filePath(u"t.conf"_s), QSettings::IniFormat};
+    AppModel model;
+    SettingsStore settings{defaults, {}};
+    SurfacePositionStore positions{defaults};
+    ModuleEventBus bus;
+    FakeSystemEventSource events;
+    X11PanelWindowTraits traits;
+    DetailPanel detail{traits};
+    std::map<QString, SurfaceCoordinator*> made;
+    std::unique_ptr<WorkspaceCoordinator> loop;
+
+    void start(WorkspaceSnapshotReader& reader, Clock& clock, Scheduler& scheduler,
+               std::function<std::optional<QRectF>(const QString&)> visibleFrame = {}) {
+        const SurfaceFactory real =
+            makeSurfaceFactory(SurfaceEnvironment{traits, {}, std::move(visibleFrame), &detail});
+        loop = std::make_unique<WorkspaceCoordinator>(WorkspaceCoordinator::Dependencies{
+            model, settings, reader, positions, bus, events, clock, scheduler,
+            [this, real](const QString& key, SurfaceCallbacks callbacks) {
+                auto surface = real(key, std::move(callbacks));
+                made[key] = dynamic_cast<SurfaceCoordinator*>(surface.get());
+                return surface;
+            }});
+        loop->setDetailPanel(&detail);
+        loop->start();
+    }
+};
+
 } // namespace
 
 // The loop, real surfaces and the shared detail panel together under a real X server.
@@ -86,38 +116,20 @@ private slots:
 void WorkspaceDetailX11Test::openingTheDetailAcknowledgesAndStopRunsThroughTheBus() {
     X11Driver x11;
     QVERIFY(x11.isConnected());
-    QTemporaryDir dir;
-    QSettings defaults(dir.filePath(u"t.conf"_s), QSettings::IniFormat);
-    AppModel model;
-    SettingsStore settings(defaults, {});
-    TessarySettings chosen = settings.settings();
+    RealLoop rig;
+    TessarySettings chosen = rig.settings.settings();
     chosen.placementMode = PlacementMode::floatingChip;
-    settings.setSettings(chosen);
-    SurfacePositionStore positions(defaults);
+    rig.settings.setSettings(chosen);
     FakeWorkspaceReader reader(screenWorkspace());
-    ModuleEventBus bus;
-    FakeSystemEventSource events;
     ManualClock clock;
     ManualScheduler scheduler(clock);
     auto module = std::make_shared<PortsModule>(clock);
-    bus.registerModule(module);
-
-    X11PanelWindowTraits traits;
-    DetailPanel detail(traits);
+    rig.bus.registerModule(module);
     const QRectF visible = QGuiApplication::primaryScreen()->availableGeometry();
-    const SurfaceFactory real = makeSurfaceFactory(SurfaceEnvironment{
-        traits, {}, [visible](const QString&) { return std::optional(visible); }, &detail});
-    std::map<QString, SurfaceCoordinator*> made;
-    WorkspaceCoordinator loop({model, settings, reader, positions, bus, events, clock, scheduler,
-                               [&](const QString& key, SurfaceCallbacks callbacks) {
-                                   auto surface = real(key, std::move(callbacks));
-                                   made[key] = dynamic_cast<SurfaceCoordinator*>(surface.get());
-                                   return surface;
-                               }});
-    loop.setDetailPanel(&detail);
-    loop.start();
+    rig.start(reader, clock, scheduler, [visible](const QString&) { return std::optional(visible); });
+    DetailPanel& detail = rig.detail;
 
-    SurfaceCoordinator* ports = made.at(u"local.services@screen"_s);
+    SurfaceCoordinator* ports = rig.made.at(u"local.services@screen"_s);
     QVERIFY(ports->currentState()->modules.front().variants.signal);
     QTRY_VERIFY_WITH_TIMEOUT(x11.isViewable(static_cast<std::uint32_t>(ports->panel().winId())), 5000);
     QTest::qWait(200);
@@ -129,7 +141,7 @@ void WorkspaceDetailX11Test::openingTheDetailAcknowledgesAndStopRunsThroughTheBu
     // The look is taken as seen: the mark leaves the surface and the status menu's snapshot, and
     // the fact stays listed in the open detail.
     QTRY_VERIFY(!ports->currentState()->modules.front().variants.signal);
-    QVERIFY(!model.moduleSnapshots().front().variants.signal);
+    QVERIFY(!rig.model.moduleSnapshots().front().variants.signal);
     QVERIFY(AtSpiDriver::waitFor(u"storybook on :6006 stopped"_s));
 
     // Stop asks first, then goes to the module through the bus and waits on the panel until it ends.
@@ -138,13 +150,13 @@ void WorkspaceDetailX11Test::openingTheDetailAcknowledgesAndStopRunsThroughTheBu
     QVERIFY(module->performed.isEmpty());
     QVERIFY(AtSpiDriver::press(u"Stop"_s, u"push button"_s, u"Stop API server on :8080?"_s));
     QTRY_COMPARE(module->performed, QStringList{u"stop:tcp:8080"_s});
-    QCOMPARE(loop.runningCommands(), QSet<QString>{u"stop:tcp:8080"_s});
+    QCOMPARE(rig.loop->runningCommands(), QSet<QString>{u"stop:tcp:8080"_s});
     module->finish();
-    QTRY_VERIFY(loop.runningCommands().isEmpty());
+    QTRY_VERIFY(rig.loop->runningCommands().isEmpty());
 
     QVERIFY(X11Driver::xdotool({u"mousemove"_s, u"--sync"_s, u"5"_s, u"900"_s}));
     QTRY_VERIFY(!detail.isVisible());
-    loop.stop();
+    rig.loop->stop();
 }
 
 // A desktop without a top panel and one large working window at the top left, read for real: the
@@ -161,34 +173,18 @@ void WorkspaceDetailX11Test::automaticPlacementStaysClearOfALargeWorkingWindow()
     const std::optional<std::uint32_t> focused = x11.activeWindow();
     QVERIFY(focused);
 
-    QTemporaryDir dir;
-    QSettings defaults(dir.filePath(u"t.conf"_s), QSettings::IniFormat);
-    AppModel model;
-    SettingsStore settings(defaults, {}); // automatic placement, as a new user has it
-    SurfacePositionStore positions(defaults);
+    RealLoop rig; // automatic placement, as a new user has it
     SystemClock clock;
     QtScheduler scheduler;
     const std::unique_ptr<WorkspaceSnapshotReader> reader = makeLinuxWorkspaceReader(clock);
-    ModuleEventBus bus;
-    FakeSystemEventSource events;
-    bus.registerModule(std::make_shared<PortsModule>(clock));
-    X11PanelWindowTraits traits;
-    DetailPanel detail(traits);
-    std::map<QString, SurfaceCoordinator*> made;
-    const SurfaceFactory real = makeSurfaceFactory(SurfaceEnvironment{traits, {}, {}, &detail});
-    WorkspaceCoordinator loop({model, settings, *reader, positions, bus, events, clock, scheduler,
-                               [&](const QString& key, SurfaceCallbacks callbacks) {
-                                   auto surface = real(key, std::move(callbacks));
-                                   made[key] = dynamic_cast<SurfaceCoordinator*>(surface.get());
-                                   return surface;
-                               }});
-    loop.setDetailPanel(&detail);
-    loop.start();
+    rig.bus.registerModule(std::make_shared<PortsModule>(clock));
+    rig.start(*reader, clock, scheduler);
+    DetailPanel& detail = rig.detail;
 
     // The working window as the loop reads it.
     QRectF workFrame;
     QTRY_VERIFY([&] {
-        const auto& workspace = model.workspace();
+        const auto& workspace = rig.model.workspace();
         for (const WindowSnapshot& window : workspace ? workspace->windows : std::vector<WindowSnapshot>{}) {
             if (window.title == u"Working window"_s) {
                 workFrame = window.frame;
@@ -198,7 +194,7 @@ void WorkspaceDetailX11Test::automaticPlacementStaysClearOfALargeWorkingWindow()
     }());
     SurfaceCoordinator* ports = nullptr;
     QTRY_VERIFY([&] {
-        for (const auto& [key, surface] : made) {
+        for (const auto& [key, surface] : rig.made) {
             if (surface->panel().isVisible() && surface->currentState()) {
                 ports = surface;
             }
@@ -206,7 +202,7 @@ void WorkspaceDetailX11Test::automaticPlacementStaysClearOfALargeWorkingWindow()
         return ports != nullptr;
     }());
     QTest::qWait(1000); // past the relocation and the stabiliser's first residence
-    for (const auto& [key, surface] : made) {
+    for (const auto& [key, surface] : rig.made) {
         if (surface->panel().isVisible()) {
             QVERIFY2(!surface->panel().frame().intersects(workFrame), qPrintable(key));
         }
@@ -223,7 +219,7 @@ void WorkspaceDetailX11Test::automaticPlacementStaysClearOfALargeWorkingWindow()
     QVERIFY(!detail.frameGeometry().intersects(workFrame.toRect()));
     QCOMPARE(x11.activeWindow(), focused);
 
-    loop.stop();
+    rig.loop->stop();
     work.kill();
     work.waitForFinished();
 }

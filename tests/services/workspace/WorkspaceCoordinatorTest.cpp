@@ -8,15 +8,18 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <functional>
+
 using namespace tessary;
 using namespace Qt::StringLiterals;
 
 namespace {
 
-// Answers every event with a snapshot of a fixed state; counts what it heard.
-class StaticModule final : public CorvaneModule {
+// Answers every event with a snapshot of a fixed state and counts what it heard. Its commands finish
+// when the test says so.
+class TestModule final : public CorvaneModule {
 public:
-    StaticModule(QString id, ModuleGroup group, ModuleState state, const Clock& clock)
+    TestModule(QString id, ModuleGroup group, ModuleState state, const Clock& clock)
         : m_id(std::move(id))
         , m_group(group)
         , m_state(state)
@@ -34,36 +37,6 @@ public:
         snapshot.variants.compact = {m_id, u"1"_s, u"circle"_s};
         return snapshot;
     }
-    QList<HostEvent> events;
-
-private:
-    QString m_id;
-    ModuleGroup m_group;
-    ModuleState m_state;
-    const Clock& m_clock;
-};
-
-// A module with a change signal whose commands finish when the test says so.
-class CommandModule final : public CorvaneModule {
-public:
-    CommandModule(QString id, QDateTime factSince, const Clock& clock)
-        : m_id(std::move(id))
-        , m_factSince(std::move(factSince))
-        , m_clock(clock) {}
-    QString id() const override { return m_id; }
-    QString displayName() const override { return m_id; }
-    QString summary() const override { return {}; }
-    std::optional<ModuleSnapshot> handle(HostEvent, const ModuleContext&) override {
-        ++handled;
-        ModuleSnapshot snapshot;
-        snapshot.id = m_id;
-        snapshot.state = ModuleState::attention;
-        snapshot.generatedAt = m_clock.now();
-        snapshot.variants.compact = {m_id, u"1"_s, u"circle"_s};
-        snapshot.variants.signal = ChangeSignal::make(
-            {{u"stopped"_s, ChangeSignal::Fact::Tone::attention, u"a server stopped"_s, m_factSince}});
-        return snapshot;
-    }
     QFuture<void> perform(const DetailCommand& command) override {
         performed.append(command.id);
         promises.push_back(std::make_unique<QPromise<void>>());
@@ -76,13 +49,14 @@ public:
         }
         QCoreApplication::processEvents(); // continuations run on the coordinator's thread
     }
+    QList<HostEvent> events;
     QStringList performed;
     std::vector<std::unique_ptr<QPromise<void>>> promises;
-    int handled = 0;
 
 private:
     QString m_id;
-    QDateTime m_factSince;
+    ModuleGroup m_group;
+    ModuleState m_state;
     const Clock& m_clock;
 };
 
@@ -176,9 +150,9 @@ struct Rig {
                 return std::make_unique<RecordingSurface>(key, surfaces);
             }});
     }
-    std::shared_ptr<StaticModule> add(const QString& id, ModuleGroup group = ModuleGroup::none,
-                                      ModuleState state = ModuleState::active) {
-        auto module = std::make_shared<StaticModule>(id, group, state, clock);
+    std::shared_ptr<TestModule> add(const QString& id, ModuleGroup group = ModuleGroup::none,
+                                    ModuleState state = ModuleState::active) {
+        auto module = std::make_shared<TestModule>(id, group, state, clock);
         bus.registerModule(module);
         return module;
     }
@@ -192,10 +166,13 @@ struct Rig {
         ids.sort();
         return ids;
     }
-    void setMode(PlacementMode mode) {
+    void edit(const std::function<void(TessarySettings&)>& change) {
         TessarySettings s = settings.settings();
-        s.placementMode = mode;
+        change(s);
         settings.setSettings(s);
+    }
+    void setMode(PlacementMode mode) {
+        edit([mode](TessarySettings& s) { s.placementMode = mode; });
     }
 };
 
@@ -204,9 +181,7 @@ struct Rig {
 class WorkspaceCoordinatorTest : public QObject {
     Q_OBJECT
 private slots:
-    void firstTickRaisesHostStartedThenNothing();
-    void monitorUpdateRaisesModuleDataChangedOnce();
-    void userInitiatedRefreshComesFirst();
+    void modulesHearWhatChanged();
     void pinnedToAnotherDisplayHidesEverythingButModulesStillHear();
     void atMostSixBubblesAndSystemWidgetsDoNotCount();
     void automaticModeFusesEverythingIntoTheNotch();
@@ -222,14 +197,13 @@ private slots:
     void commandRouting_data();
     void commandRouting();
     void moduleCommandRunsUntilItEndsThenRefreshes();
-    void openingTheDetailAcknowledgesTheSignal();
     void systemWidgetsStandAsTheirOwnBubbles();
     void notchFollowsTheSavedArrangement();
     void notchEditingShowsTheEditorAndSavesEdits();
     void notchEditingEndsWhenTheNotchGoes();
 };
 
-void WorkspaceCoordinatorTest::firstTickRaisesHostStartedThenNothing() {
+void WorkspaceCoordinatorTest::modulesHearWhatChanged() {
     Rig rig;
     auto module = rig.add(u"github"_s, ModuleGroup::code);
     rig.make();
@@ -240,27 +214,15 @@ void WorkspaceCoordinatorTest::firstTickRaisesHostStartedThenNothing() {
     rig.scheduler.advance(0.4);
     QCOMPARE(rig.reader.reads, 2);
     QVERIFY(module->events.isEmpty()); // nothing changed: the bus gets no event
-}
 
-void WorkspaceCoordinatorTest::monitorUpdateRaisesModuleDataChangedOnce() {
-    Rig rig;
-    auto module = rig.add(u"github"_s);
-    rig.make();
-    rig.coordinator->start();
-    module->events.clear();
+    // A monitor's update is told once.
     rig.coordinator->moduleDataChanged();
     QCOMPARE(module->events, QList<HostEvent>{HostEvent::moduleDataChanged});
     module->events.clear();
     rig.scheduler.advance(0.4);
     QVERIFY(!module->events.contains(HostEvent::moduleDataChanged));
-}
 
-void WorkspaceCoordinatorTest::userInitiatedRefreshComesFirst() {
-    Rig rig;
-    auto module = rig.add(u"github"_s);
-    rig.make();
-    rig.coordinator->start();
-    module->events.clear();
+    // A refresh the user asked for comes before what changed on the screen.
     WorkspaceSnapshot moved = *rig.reader.snapshot;
     moved.activeApplicationName = u"Terminal"_s;
     rig.reader.snapshot = moved;
@@ -278,9 +240,7 @@ void WorkspaceCoordinatorTest::pinnedToAnotherDisplayHidesEverythingButModulesSt
     rig.coordinator->start();
     QVERIFY(!rig.surfaces.shown.isEmpty());
 
-    TessarySettings s = rig.settings.settings();
-    s.visibility = visibility::Pinned{u"B"_s};
-    rig.settings.setSettings(s);
+    rig.edit([](TessarySettings& s) { s.visibility = visibility::Pinned{u"B"_s}; });
     module->events.clear();
     rig.coordinator->settingsChanged();
     QVERIFY(rig.surfaces.shown.isEmpty());
@@ -384,9 +344,7 @@ void WorkspaceCoordinatorTest::displayLeavingTargetsLosesItsPlacement() {
     rig.reader.snapshot = workspaceOn(
         {display(u"A"_s, QRectF(0, 0, 1920, 1080)), display(u"B"_s, QRectF(1920, 0, 1920, 1080))});
     rig.add(u"github"_s);
-    TessarySettings s = rig.settings.settings();
-    s.displays[u"B"_s].visibility = DisplaySettings::Visibility::always;
-    rig.settings.setSettings(s);
+    rig.edit([](TessarySettings& s) { s.displays[u"B"_s].visibility = DisplaySettings::Visibility::always; });
     rig.make();
     rig.coordinator->start();
     QVERIFY(rig.coordinator->currentPlacements().contains(u"B"_s));
@@ -491,9 +449,7 @@ void WorkspaceCoordinatorTest::fullScreenActiveWindowHidesWhenAsked() {
     rig.coordinator->start();
     QVERIFY(!rig.surfaces.shown.isEmpty()); // the setting is off by default
 
-    TessarySettings s = rig.settings.settings();
-    s.hidesWhenActiveWindowIsFullScreen = true;
-    rig.settings.setSettings(s);
+    rig.edit([](TessarySettings& s) { s.hidesWhenActiveWindowIsFullScreen = true; });
     rig.coordinator->settingsChanged();
     QVERIFY(rig.surfaces.shown.isEmpty());
 }
@@ -536,8 +492,7 @@ void WorkspaceCoordinatorTest::commandRouting() {
     QFETCH(QString, commandID);
     QFETCH(bool, toPermissions);
     Rig rig;
-    auto module = std::make_shared<CommandModule>(u"ports"_s, rig.clock.now(), rig.clock);
-    rig.bus.registerModule(module);
+    auto module = rig.add(u"ports"_s);
     rig.make();
     QList<PermissionCommand> toCard;
     rig.coordinator->setPermissionCommandHandler(
@@ -557,8 +512,7 @@ void WorkspaceCoordinatorTest::commandRouting() {
 
 void WorkspaceCoordinatorTest::moduleCommandRunsUntilItEndsThenRefreshes() {
     Rig rig;
-    auto module = std::make_shared<CommandModule>(u"ports"_s, rig.clock.now(), rig.clock);
-    rig.bus.registerModule(module);
+    auto module = rig.add(u"ports"_s);
     rig.make();
     RecordingDetailPanel panel;
     rig.coordinator->setDetailPanel(&panel);
@@ -574,27 +528,6 @@ void WorkspaceCoordinatorTest::moduleCommandRunsUntilItEndsThenRefreshes() {
     module->finishAll();
     QTRY_VERIFY(panel.running.isEmpty());
     QVERIFY(rig.reader.reads > reads); // the loop refreshed to show the outcome
-}
-
-void WorkspaceCoordinatorTest::openingTheDetailAcknowledgesTheSignal() {
-    Rig rig;
-    const QDateTime factSince = rig.clock.now();
-    auto module = std::make_shared<CommandModule>(u"ports"_s, factSince, rig.clock);
-    rig.bus.registerModule(module);
-    rig.setMode(PlacementMode::floatingChip);
-    rig.make();
-    RecordingDetailPanel panel;
-    rig.coordinator->setDetailPanel(&panel);
-    rig.coordinator->start();
-    QVERIFY(rig.surfaces.shown.value(u"ports@A"_s).modules.front().variants.signal);
-
-    rig.clock.advance(5);
-    panel.callbacks.onOpened(u"ports"_s);
-    QCOMPARE(rig.coordinator->acknowledgements().acknowledgedAt(u"ports"_s), std::optional(rig.clock.now()));
-    QVERIFY(!rig.surfaces.shown.value(u"ports@A"_s).modules.front().variants.signal);
-    QVERIFY(!rig.model.moduleSnapshots().front().variants.signal);
-    // The module still says so: only what was seen is hidden.
-    QVERIFY(rig.bus.latestSnapshots().value(u"ports"_s).variants.signal);
 }
 
 void WorkspaceCoordinatorTest::systemWidgetsStandAsTheirOwnBubbles() {
@@ -620,10 +553,10 @@ void WorkspaceCoordinatorTest::notchFollowsTheSavedArrangement() {
     rig.add(u"codex"_s, ModuleGroup::agents, ModuleState::critical);
     rig.add(u"github"_s, ModuleGroup::code);
     rig.add(u"cpu"_s, ModuleGroup::system);
-    TessarySettings settings = rig.settings.settings();
-    settings.notch.tabOrder = {u"code"_s};
-    settings.notch.hiddenInNotch = {u"claude"_s};
-    rig.settings.setSettings(settings);
+    rig.edit([](TessarySettings& s) {
+        s.notch.tabOrder = {u"code"_s};
+        s.notch.hiddenInNotch = {u"claude"_s};
+    });
     rig.make();
     rig.coordinator->start();
     QCOMPARE(rig.surfaces.shown.size(), 1);
