@@ -48,7 +48,6 @@ private slots:
     void writeSynchronouslyBypassesTheQueueAndTheSize();
     void aWriteFailureIsReportedOnceAndWritingGoesOn();
     void aFailedRotationEmptiesTheFile();
-    void theWriterThreadIsNamed();
     void defaultDirectory_data();
     void defaultDirectory();
     void startFileLoggingAttachesTheApplicationSink();
@@ -143,9 +142,6 @@ void DiagnosticFileSinkTest::rotation_data() {
     QTest::newRow("an empty file takes a line over the limit")
         << QByteArray() << QByteArray() << 10 << QStringList{u"0123456789ABCDEF"_s}
         << QByteArray("0123456789ABCDEF\n") << QByteArray();
-    QTest::newRow("one byte is enough to rotate first")
-        << QByteArray("x") << QByteArray() << 10 << QStringList{u"0123456789ABCDEF"_s}
-        << QByteArray("0123456789ABCDEF\n") << QByteArray("x");
     QTest::newRow("exactly at the limit stays")
         << QByteArray() << QByteArray() << 10 << QStringList{u"abcd"_s, u"efgh"_s}
         << QByteArray("abcd\nefgh\n") << QByteArray();
@@ -289,21 +285,6 @@ void DiagnosticFileSinkTest::aFailedRotationEmptiesTheFile() {
     QCOMPARE(m_systemLog->entries(), expected);
 }
 
-void DiagnosticFileSinkTest::theWriterThreadIsNamed() {
-    DiagnosticSerialQueue queue(QString::fromLatin1(DiagnosticLog::fileQueueLabel));
-    QCOMPARE(queue.label(), u"app.thetessary.diagnostics"_s);
-    QByteArray name;
-    QSemaphore done;
-    queue.async([&] {
-        name = readFile(u"/proc/thread-self/comm"_s).trimmed();
-        done.release();
-    });
-    done.acquire();
-    // The system keeps the first 15 bytes of a thread's name.
-    QCOMPARE(name, QByteArray("app.thetessary."));
-    QVERIFY(!queue.isCurrentThread());
-}
-
 void DiagnosticFileSinkTest::defaultDirectory_data() {
     QTest::addColumn<QByteArray>("stateHome");
     QTest::addColumn<QString>("expected");
@@ -332,11 +313,6 @@ void DiagnosticFileSinkTest::startFileLoggingAttachesTheApplicationSink() {
     QCOMPARE(DiagnosticLogger::shared().sink(), sink);
     QCOMPARE(DiagnosticLog::startFileLogging(), sink);
     QCOMPARE(sink->directory(), m_dir->filePath(u"state/tessary/logs"_s));
-    QCOMPARE(sink->limit(), qint64(1'000'000));
-    QCOMPARE(sink->pendingLimit(), qint64(2000));
-    QCOMPARE(modeOf(m_dir->filePath(u"state/tessary"_s)), mode_t(0700));
-    QCOMPARE(modeOf(sink->directory()), mode_t(0700));
-    QCOMPARE(modeOf(sink->currentFile()), mode_t(0600));
 
     DiagnosticLog::info(DiagnosticCategory::app, "launch", [] {
         return DiagnosticFields{{"verbose", DiagnosticValue::boolean(false)},

@@ -112,25 +112,21 @@ void DiagnosticValueTest::renders_data() {
 
     row("literal", "two words", u"two words"_s);
     row("count", DiagnosticValue::count(-42), u"-42"_s);
-    row("count large", DiagnosticValue::count(std::numeric_limits<qint64>::max()), u"9223372036854775807"_s);
     row("milliseconds", DiagnosticValue::milliseconds(250), u"250ms"_s);
     row("bytes", DiagnosticValue::bytes(1'000'000), u"1000000B"_s);
     row("bool yes", DiagnosticValue::boolean(true), u"yes"_s);
-    row("bool no", DiagnosticValue::boolean(false), u"no"_s);
 
     row("size rounds", DiagnosticValue::size(319.5, 239.4), u"320x239"_s);
     row("size negative", DiagnosticValue::size(-2.5, -0.4), u"-3x0"_s);
     row("size NaN", DiagnosticValue::size(std::nan(""), 10), u"0x10"_s);
     row("size infinite", DiagnosticValue::size(10, -std::numeric_limits<double>::infinity()), u"10x0"_s);
     row("size 2e9", DiagnosticValue::size(2e9, 5), u"0x5"_s);
-    row("size just under 1e9", DiagnosticValue::size(999'999'999.0, 1), u"999999999x1"_s);
     row("size 1e9", DiagnosticValue::size(-1e9, 1), u"0x1"_s);
 
     row("shortID cut", DiagnosticValue::shortID(u"abcd1234zzz"_s), u"abcd1234"_s);
     row("shortID short", DiagnosticValue::shortID(u"ab_-9"_s), u"ab_-9"_s);
     row("shortID slash", DiagnosticValue::shortID(u"ab/cd"_s), u"other"_s);
     row("shortID bad after 8", DiagnosticValue::shortID(u"abcd1234/home"_s), u"abcd1234"_s);
-    row("shortID dot", DiagnosticValue::shortID(u"a.b"_s), u"other"_s);
     row("shortID non-ASCII", DiagnosticValue::shortID(u"abcé"_s), u"other"_s);
     row("shortID empty", DiagnosticValue::shortID(u""_s), u"none"_s);
     row("shortID nothing", DiagnosticValue::shortID(std::nullopt), u"none"_s);
@@ -149,7 +145,6 @@ void DiagnosticValueTest::renders_data() {
     row("name 40", DiagnosticValue::name(QString(40, u'a')), QString(40, u'a'));
     row("name 41", DiagnosticValue::name(QString(41, u'a')), u"other"_s);
     row("name blank", DiagnosticValue::name(u"two words"_s), u"other"_s);
-    row("name empty", DiagnosticValue::name(u""_s), u"other"_s);
     row("name nothing", DiagnosticValue::name(std::nullopt), u"none"_s);
     row("name non-ASCII", DiagnosticValue::name(u"caf\u00e9"_s), u"other"_s);
     row("name user", DiagnosticValue::name(u"Alice"_s), u"other"_s);
