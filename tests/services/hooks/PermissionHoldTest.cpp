@@ -77,6 +77,10 @@ QByteArray bash(const QString& session, const QString& command, const QString& d
     return request(session, u"Bash"_s, {{u"command"_s, command}, {u"description"_s, description}});
 }
 
+QJsonObject object(const char* json) {
+    return QJsonDocument::fromJson(json).object();
+}
+
 // The decision command's output around a decision, as Claude Code and Codex read it.
 QByteArray answer(const QByteArray& decision) {
     return R"({"hookSpecificOutput":{"decision":)" + decision + R"(,"hookEventName":"PermissionRequest"}})";
@@ -138,32 +142,21 @@ void PermissionHoldTest::decisionBodies_data() {
         << npmTest << QString() << u"deny"_s
         << answer(R"({"behavior":"deny","message":"Denied by the user on Tessary"})");
 
-    const QJsonArray offered{
-        QJsonObject{{u"type"_s, u"addDirectories"_s},
-                    {u"directories"_s, QJsonArray{u"/home/dev/project/sub"_s}},
-                    {u"destination"_s, u"session"_s}},
-        QJsonObject{{u"type"_s, u"addRules"_s},
-                    {u"rules"_s,
-                     QJsonArray{QJsonObject{{u"toolName"_s, u"Bash"_s}, {u"ruleContent"_s, u"npm test"_s}}}},
-                    {u"behavior"_s, u"allow"_s},
-                    {u"destination"_s, u"localSettings"_s}},
-    };
+    const QJsonObject offered = object(
+        R"({"permission_suggestions":[{"type":"addDirectories","directories":["/home/dev/project/sub"],)"
+        R"("destination":"session"},{"type":"addRules","rules":[{"toolName":"Bash",)"
+        R"("ruleContent":"npm test"}],"behavior":"allow","destination":"localSettings"}]})");
     QTest::newRow("always allow takes the agent's own rule")
-        << request(u"s"_s, u"Bash"_s, {{u"command"_s, u"npm test"_s}},
-                   {{u"permission_suggestions"_s, offered}})
-        << QString() << u"dontAsk"_s
+        << request(u"s"_s, u"Bash"_s, {{u"command"_s, u"npm test"_s}}, offered) << QString() << u"dontAsk"_s
         << answer(R"({"behavior":"allow","updatedPermissions":[{"behavior":"allow",)"
                   R"("destination":"localSettings","rules":[{"ruleContent":"npm test","toolName":"Bash"}],)"
                   R"("type":"addRules"}]})");
-    const QJsonArray denyRulesOnly{
-        QJsonObject{{u"type"_s, u"addRules"_s},
-                    {u"rules"_s, QJsonArray{QJsonObject{{u"toolName"_s, u"Bash"_s}}}},
-                    {u"behavior"_s, u"deny"_s},
-                    {u"destination"_s, u"session"_s}}};
+    const QJsonObject denyRulesOnly =
+        object(R"({"permission_suggestions":[{"type":"addRules",)"
+               R"("rules":[{"toolName":"Bash"}],"behavior":"deny","destination":"session"}]})");
     QTest::newRow("always allow without an allowing suggestion")
-        << request(u"s"_s, u"Bash"_s, {{u"command"_s, u"npm test"_s}},
-                   {{u"permission_suggestions"_s, denyRulesOnly}})
-        << QString() << u"dontAsk"_s
+        << request(u"s"_s, u"Bash"_s, {{u"command"_s, u"npm test"_s}}, denyRulesOnly) << QString()
+        << u"dontAsk"_s
         << answer(R"({"behavior":"allow","updatedPermissions":[{"behavior":"allow","destination":"session",)"
                   R"("rules":[{"toolName":"Bash"}],"type":"addRules"}]})");
     QTest::newRow("always allow without suggestions keeps the raw tool name")
@@ -174,13 +167,9 @@ void PermissionHoldTest::decisionBodies_data() {
     QTest::newRow("always allow is a plain allow for Codex")
         << npmTest << u"codex"_s << u"dontAsk"_s << answer(R"({"behavior":"allow"})");
 
-    const QJsonObject question{
-        {u"questions"_s,
-         QJsonArray{QJsonObject{{u"question"_s, u"Which branch?"_s},
-                                {u"header"_s, u"Branch"_s},
-                                {u"multiSelect"_s, false},
-                                {u"options"_s, QJsonArray{QJsonObject{{u"label"_s, u"main"_s}},
-                                                          QJsonObject{{u"label"_s, u"dev"_s}}}}}}}};
+    const QJsonObject question =
+        object(R"({"questions":[{"question":"Which branch?","header":"Branch",)"
+               R"("multiSelect":false,"options":[{"label":"main"},{"label":"dev"}]}]})");
     QTest::newRow("answers go back as the updated input")
         << request(u"s"_s, u"AskUserQuestion"_s, question) << QString() << u"answer"_s
         << answer(R"({"behavior":"allow","updatedInput":{"answers":{"Which branch?":"dev"},)"
@@ -203,8 +192,9 @@ void PermissionHoldTest::decisionBodies_data() {
     QTest::newRow("changes requested, feedback quoted as it is")
         << plan << QString() << u"changes:  Use \"std::span\" \\ not pointers\n"_s
         << answer(
-               R"({"behavior":"deny",)"
-               R"("message":"The user reviewed this plan in Tessary and requested changes. The user's feedback: Use \"std::span\" \\ not pointers. Revise the plan and call ExitPlanMode again."})");
+               R"({"behavior":"deny","message":"The user reviewed this plan in Tessary and requested )"
+               R"(changes. The user's feedback: Use \"std::span\" \\ not pointers. Revise the plan and call )"
+               R"(ExitPlanMode again."})");
     QTest::newRow("a blank note approves")
         << plan << QString() << u"changes: \n\t "_s
         << answer(R"({"behavior":"allow","updatedInput":{"plan":"# Plan\n1. Read \"the\" code"}})");
