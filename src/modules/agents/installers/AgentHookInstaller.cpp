@@ -4,6 +4,7 @@
 #include "core/settings/SettingsStore.h"
 #include "modules/agents/installers/HookSettingsDocument.h"
 #include "modules/agents/installers/SettingsFile.h"
+#include "modules/agents/installers/StatusLineEnvelopeInstaller.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -59,6 +60,9 @@ AgentHookInstaller AgentHookInstaller::claude(const QString& homeDirectory, QSet
     installer.decisionDeadline = 540;
     installer.declineKey = QString::fromLatin1(PreferenceKeys::claudeHooksDeclined);
     installer.agentInstalledCheck = folderExists(installer.settingsFile);
+    const auto envelope = StatusLineEnvelopeInstaller::forHome(homeDirectory);
+    installer.statusLine =
+        StatusLineHooks{[envelope] { return envelope.install(); }, [envelope] { return envelope.remove(); }};
     installer.defaults = defaults;
     return installer;
 }
@@ -82,7 +86,7 @@ AgentHookInstaller AgentHookInstaller::codex(const QString& homeDirectory, QSett
 }
 
 QString AgentHookInstaller::backupFile() const {
-    return settingsFile + u".tessary-backup"_s;
+    return SettingsFile::backupPath(settingsFile);
 }
 
 QString AgentHookInstaller::unparsableCopyFile() const {
@@ -208,16 +212,17 @@ bool AgentHookInstaller::isFullyInstalled() const {
     return root && allPresent(*root);
 }
 
+// The status line is wrapped after the hooks are in, so that the once-only copy of the settings is
+// the one the hooks' installation keeps.
 bool AgentHookInstaller::connectIfPossible() const {
-    const bool agentInstalled = isAgentInstalled();
-    const bool declined = isDeclined();
-    if (agentInstalled && !declined && statusLine && statusLine->install) {
-        statusLine->install();
-    }
-    if (!agentInstalled || declined || isFullyInstalled()) {
+    if (!isAgentInstalled() || isDeclined()) {
         return false;
     }
-    return install();
+    const bool installed = !isFullyInstalled() && install();
+    if (statusLine && statusLine->install) {
+        statusLine->install();
+    }
+    return installed;
 }
 
 bool AgentHookInstaller::reconnect() const {
@@ -225,10 +230,11 @@ bool AgentHookInstaller::reconnect() const {
         defaults->remove(declineKey);
         defaults->sync();
     }
+    const bool connected = isFullyInstalled() || install();
     if (statusLine && statusLine->install) {
         statusLine->install();
     }
-    return isFullyInstalled() || install();
+    return connected;
 }
 
 bool AgentHookInstaller::disconnect() const {

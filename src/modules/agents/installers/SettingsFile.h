@@ -24,6 +24,11 @@ struct Reading {
 
 Reading read(const QString& path);
 
+// Where the once-only copy of the user's file at `path` is kept, by every installer that edits it.
+inline QString backupPath(const QString& path) {
+    return path + QStringLiteral(".tessary-backup");
+}
+
 // Replaces the file in one step: the bytes go to a temporary file beside the target, are flushed to
 // disk, and are renamed over it; the folder is flushed too. A crash leaves the old file or the new one.
 // A symbolic link is written through: its target is replaced and the link stays. The folders on the
