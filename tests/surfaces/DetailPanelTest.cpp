@@ -58,6 +58,7 @@ private slots:
     void onlyLinksAndFilesOpen_data();
     void onlyLinksAndFilesOpen();
     void focusActionsNeedAHandler();
+    void aLongFolderGivesWayInItsMiddle();
     void harmlessCommandRunsAtOnce();
 
 private:
@@ -170,6 +171,27 @@ void DetailPanelTest::focusActionsNeedAHandler() {
     QCOMPARE(show.size(), 1);
     show.front()->click();
     QCOMPARE(handled, (QList<DetailAction>{action::FocusProcess{4242}}));
+}
+
+void DetailPanelTest::aLongFolderGivesWayInItsMiddle() {
+    const QString folder = u"/tmp/tessary-test.W7BREQ/home/work/projects/a-rather-long-project-name/beta"_s;
+    DetailSection row;
+    row.id = u"r"_s;
+    row.title = u"Answer"_s;
+    row.location = DetailLocation{folder, QUrl::fromLocalFile(folder)};
+    row.actions = {action::Open{QUrl::fromLocalFile(folder)}};
+    m_panel->open(opening(&m_a, withSection(row)));
+    QTRY_VERIFY(m_panel->isVisible());
+    const QList<QPushButton*> link = buttons(*m_panel, folder);
+    const QList<QPushButton*> open = buttons(*m_panel, u"Open"_s);
+    QCOMPARE(link.size(), 1);
+    QCOMPARE(open.size(), 1);
+    // The row's button stays whole inside the panel, and the folder keeps its start and its end.
+    const QRect button(open.front()->mapTo(m_panel.get(), QPoint(0, 0)), open.front()->size());
+    QVERIFY2(button.right() < DetailPanel::panelWidth, qPrintable(QString::number(button.right())));
+    QCOMPARE(link.front()->accessibleName(), folder);
+    QVERIFY(link.front()->text().contains(u'…'));
+    QVERIFY(link.front()->text().startsWith(u"/tmp/"_s) && link.front()->text().endsWith(u"beta"_s));
 }
 
 void DetailPanelTest::harmlessCommandRunsAtOnce() {

@@ -539,7 +539,10 @@ QWidget* DetailPanel::row(const DetailSection& shown) {
     }
 
     if (shown.location && isOpenable(shown.location->url)) {
-        auto* link = button(shown.location->label, "link");
+        auto* link = new ElidedLinkButton(shown.location->label);
+        link->setFocusPolicy(Qt::NoFocus);
+        link->setCursor(Qt::PointingHandCursor);
+        link->setProperty("kind", u"link"_s);
         link->setToolTip(shown.location->url.toDisplayString());
         const QUrl url = shown.location->url;
         connect(link, &QPushButton::clicked, this, [url] { QDesktopServices::openUrl(url); });

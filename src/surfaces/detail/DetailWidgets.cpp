@@ -6,6 +6,7 @@
 #include <QAccessibleWidget>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QResizeEvent>
 #include <QVariantAnimation>
 
 #include <algorithm>
@@ -15,6 +16,36 @@
 namespace tessary {
 
 using namespace Qt::StringLiterals;
+
+ElidedLinkButton::ElidedLinkButton(QString text, QWidget* parent)
+    : QPushButton(text, parent)
+    , m_fullText(std::move(text)) {
+    setAccessibleName(m_fullText);
+    setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
+}
+
+int ElidedLinkButton::padding() const {
+    return QPushButton::sizeHint().width() - fontMetrics().horizontalAdvance(text());
+}
+
+QSize ElidedLinkButton::sizeHint() const {
+    return {padding() + fontMetrics().horizontalAdvance(m_fullText), QPushButton::sizeHint().height()};
+}
+
+QSize ElidedLinkButton::minimumSizeHint() const {
+    return {
+        std::min(sizeHint().width(), padding() + fontMetrics().horizontalAdvance(QStringLiteral("/home/…"))),
+        QPushButton::minimumSizeHint().height()};
+}
+
+void ElidedLinkButton::resizeEvent(QResizeEvent* event) {
+    QPushButton::resizeEvent(event);
+    const QString shown =
+        fontMetrics().elidedText(m_fullText, Qt::ElideMiddle, std::max(0, event->size().width() - padding()));
+    if (shown != text()) {
+        setText(shown);
+    }
+}
 
 DetailRow::DetailRow(QWidget* parent)
     : QWidget(parent) {

@@ -8,6 +8,7 @@
 #include "surfaces/SurfacePalette.h"
 
 #include <QColor>
+#include <QPushButton>
 #include <QWidget>
 
 #include <functional>
@@ -17,6 +18,26 @@ class QVariantAnimation;
 namespace tessary {
 
 class SymbolIconCache;
+
+// A link whose text gives way in its middle when the row is narrower than it: a long folder keeps its
+// start and its last parts, and never widens the panel. Assistive technologies read the whole text.
+class ElidedLinkButton final : public QPushButton {
+    Q_OBJECT
+public:
+    explicit ElidedLinkButton(QString text, QWidget* parent = nullptr);
+    [[nodiscard]] QSize sizeHint() const override;
+    [[nodiscard]] QSize minimumSizeHint() const override;
+    [[nodiscard]] QString fullText() const { return m_fullText; }
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    // The button's width around its text.
+    [[nodiscard]] int padding() const;
+
+    QString m_fullText;
+};
 
 // One row of a section. Read as a list item; a row with an action is pressed like a button.
 class DetailRow final : public QWidget {
