@@ -2,6 +2,7 @@
 
 #include "core/records/EnumText.h"
 
+#include <QByteArrayView>
 #include <QDateTime>
 #include <QList>
 #include <QString>
@@ -52,6 +53,18 @@ struct ClaudeAgentList {
     QList<Session> sessions;
     QList<BackgroundAgent> background;
     bool operator==(const ClaudeAgentList&) const = default;
+
+    // The list from the JSON array that `claude agents --json` prints: nothing when the text is no
+    // JSON array. An entry without a session id, or of a kind other than "interactive" and
+    // "background", is passed over; a field of the wrong type is left out. Unknown words read
+    // `unknown`.
+    static std::optional<ClaudeAgentList> parse(QByteArrayView json);
+    // What a session waits for: the single words and the phrases Claude Code shows ("permission
+    // prompt", "goal proposal", "input needed", ...), in any case; anything else is `unknown`.
+    static WaitingFor waitingFor(const QString& text);
+    // The background agents with an id and no needs get the needs of their job, read from
+    // `<jobsDirectory>/<id>/state.json`.
+    void readNeeds(const QString& jobsDirectory);
 };
 
 struct ClaudeAgentList::Reading {
