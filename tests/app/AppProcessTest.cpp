@@ -1,4 +1,6 @@
 // Starts the real program, as a user's session would, and stops it the ways a session does.
+#include "support/TestFiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -61,9 +63,8 @@ void AppProcessTest::stopsCleanlyOnSignal() {
     QVERIFY(!QFileInfo::exists(instanceSocket())); // the listener was closed on the way out
 
     // Both ends of the run are in the log file, in order.
-    QFile log(qEnvironmentVariable("XDG_STATE_HOME") + u"/tessary/logs/tessary.log"_s);
-    QVERIFY(log.open(QIODevice::ReadOnly));
-    const QByteArray text = log.readAll();
+    const QByteArray text =
+        tessary::testing::readFile(qEnvironmentVariable("XDG_STATE_HOME") + u"/tessary/logs/tessary.log"_s);
     const qsizetype launch = text.lastIndexOf(" app info launch ");
     const qsizetype terminate = text.lastIndexOf(" app info terminate");
     QVERIFY2(launch >= 0 && terminate > launch, text.constData());

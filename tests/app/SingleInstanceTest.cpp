@@ -1,5 +1,7 @@
 #include "app/SingleInstance.h"
 
+#include "support/TestFiles.h"
+
 #include <QLocalSocket>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -37,9 +39,7 @@ void SingleInstanceTest::secondClaimHandsOverAndAsksForActivation() {
 void SingleInstanceTest::staleSocketFileIsReplaced() {
     QTemporaryDir dir;
     const QString path = dir.filePath(u"instance"_s);
-    QFile stale(path);
-    QVERIFY(stale.open(QIODevice::WriteOnly));
-    stale.close();
+    testing::writeFile(path, {});
     SingleInstance instance(path);
     QCOMPARE(instance.claim(), SingleInstance::Role::primary);
 }

@@ -1,6 +1,7 @@
 #include "core/settings/PreferencesMigration.h"
 
 #include "core/settings/SettingsStore.h"
+#include "support/TestFiles.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -68,11 +69,7 @@ void PreferencesMigrationTest::suiteThatCannotBeOpenedLeavesNoMarker() {
 void PreferencesMigrationTest::realFormerSuiteFileIsRead() {
     // The former program's own file under the test's private XDG_CONFIG_HOME.
     const QString folder = qEnvironmentVariable("XDG_CONFIG_HOME") + u"/CorvaneApp"_s;
-    QVERIFY(QDir().mkpath(folder));
-    QFile file(folder + u"/CorvaneApp.conf"_s);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[General]\ncorvane.shows-diagnostics.v1=true\n");
-    file.close();
+    testing::writeFile(folder + u"/CorvaneApp.conf"_s, "[General]\ncorvane.shows-diagnostics.v1=true\n");
     Fixture f;
     QVERIFY(PreferencesMigration::run(f.standard));
     QCOMPARE(f.standard.value(u"corvane.shows-diagnostics.v1"_s).toBool(), true);

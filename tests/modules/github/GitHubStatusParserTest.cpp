@@ -1,4 +1,5 @@
 #include "modules/github/GitHubApi.h"
+#include "support/TestFiles.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -351,10 +352,9 @@ private slots:
     // Pull request nodes from the GitHub CLI's own test answers, moved into this query's shape: the
     // CLI asks for the head commit's rollup under "statusCheckRollup", this query under "commits".
     void realContextNodes() {
-        QFile file(qEnvironmentVariable("TESSARY_SOURCE_DIR") +
-                   u"/tests/data/github-graphql/cli-cli-prStatusChecks.json"_s);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray original = file.readAll();
+        const QByteArray original =
+            testing::readFile(testing::testData(u"github-graphql/cli-cli-prStatusChecks.json"_s));
+        QVERIFY(!original.isEmpty());
         const auto asIs = GitHubStatusParser::parse(original, fetchedAt);
         QVERIFY(std::holds_alternative<GitHubProviderError>(asIs));
 

@@ -2,6 +2,7 @@
 
 #include "modules/localservices/DockerPortsParser.h"
 #include "modules/localservices/ProcNetParser.h"
+#include "support/TestFiles.h"
 
 #include <QFile>
 #include <QTest>
@@ -31,11 +32,11 @@ private slots:
 namespace {
 
 QString fixture(const char* name) {
-    QFile file(qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/data/lsof/"_s + QLatin1StringView(name));
-    if (!file.open(QIODevice::ReadOnly)) {
+    const QByteArray bytes = testing::readFile(testing::testData(u"lsof/"_s + QLatin1StringView(name)));
+    if (bytes.isEmpty()) {
         qFatal("missing fixture %s", name);
     }
-    return QString::fromUtf8(file.readAll());
+    return QString::fromUtf8(bytes);
 }
 
 } // namespace

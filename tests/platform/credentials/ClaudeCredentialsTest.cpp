@@ -1,4 +1,5 @@
 #include "platform/credentials/linux/ClaudeCredentialsFile.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -71,23 +72,14 @@ private slots:
 
         QVERIFY(QDir(home.path()).mkpath(u".claude"_s));
         const QByteArray record = R"({"claudeAiOauth":{"accessToken":"sk-ant-oat01-xyz"}})";
-        {
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(record);
-        }
+        testing::writeFile(path, record);
         QVERIFY(::chmod(QFile::encodeName(path).constData(), 0600) == 0);
-        const QByteArray before = [&] {
-            QFile file(path);
-            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-        }();
+        const QByteArray before = testing::readFile(path);
         const QDateTime modified = QFileInfo(path).lastModified();
         QCOMPARE(describe(credentials.readToken()), u"Bearer sk-ant-oat01-xyz"_s);
         // Only ever read: the user's file is left exactly as it was.
         QCOMPARE(QFileInfo(path).lastModified(), modified);
-        QFile again(path);
-        QVERIFY(again.open(QIODevice::ReadOnly));
-        QCOMPARE(again.readAll(), before);
+        QCOMPARE(testing::readFile(path), before);
         QCOMPARE(QFileInfo(path).permissions() & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
 
         if (::geteuid() != 0) {
@@ -119,11 +111,7 @@ private slots:
 
         // A link to the real file, as dotfile managers make, is followed.
         const QString real = home.filePath(u"real.json"_s);
-        {
-            QFile file(real);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(R"({"claudeAiOauth":{"accessToken":"linked"}})");
-        }
+        testing::writeFile(real, R"({"claudeAiOauth":{"accessToken":"linked"}})");
         const QString link = home.filePath(u"link.json"_s);
         QVERIFY(QFile::link(real, link));
         QCOMPARE(describe(ClaudeCredentialsFile(link).readToken()), u"Bearer linked"_s);

@@ -2,6 +2,7 @@
 #include "modules/agents/live/AgentEventStore.h"
 #include "platform/processes/fake/FakeAgentProcesses.h"
 #include "services/hooks/HookListener.h"
+#include "support/TestFiles.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -58,9 +59,7 @@ void HookRoutingTest::init() {
     m_updates = 0;
     m_listener->onUpdate = [this] { ++m_updates; };
     QVERIFY(m_listener->start());
-    QFile token(m_listener->files().tokenPath());
-    QVERIFY(token.open(QIODevice::ReadOnly));
-    m_token = QString::fromUtf8(token.readAll());
+    m_token = QString::fromUtf8(tessary::testing::readFile(m_listener->files().tokenPath()));
 }
 
 void HookRoutingTest::cleanup() {

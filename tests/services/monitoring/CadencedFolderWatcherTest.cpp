@@ -1,5 +1,7 @@
 #include "services/monitoring/CadencedFolderWatcher.h"
 
+#include "support/TestFiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -9,6 +11,8 @@
 
 using namespace tessary;
 using namespace Qt::StringLiterals;
+using tessary::testing::appendFile;
+using tessary::testing::writeFile;
 
 // Real files and real inotify under a temporary folder; the cadence itself runs on a manual clock,
 // so the only real-time waits are for the kernel's file events to arrive.
@@ -32,8 +36,6 @@ private slots:
 
 private:
     QString path(const QString& relative) const { return m_dir->filePath(relative); }
-    void write(const QString& relative, const QByteArray& bytes,
-               QIODevice::OpenMode mode = QIODevice::WriteOnly);
     void writeAged(const QString& relative, int secondsAgo);
     // Waits (in real time) until file events have come in and their flush is scheduled, then runs it.
     bool eventsArrive();
@@ -67,13 +69,6 @@ void CadencedFolderWatcherTest::init() {
 
 void CadencedFolderWatcherTest::cleanup() {
     m_dir.reset();
-}
-
-void CadencedFolderWatcherTest::write(const QString& relative, const QByteArray& bytes,
-                                      QIODevice::OpenMode mode) {
-    QFile file(path(relative));
-    QVERIFY(file.open(mode));
-    QCOMPARE(file.write(bytes), bytes.size());
 }
 
 void CadencedFolderWatcherTest::writeAged(const QString& relative, int secondsAgo) {
@@ -126,7 +121,7 @@ void CadencedFolderWatcherTest::firstReadingAtOnceThenTheSlowPoll() {
 
 void CadencedFolderWatcherTest::burstOfEventsGivesOneSettledReading() {
     QVERIFY(QDir().mkpath(path(u"tree/project"_s)));
-    write(u"tree/project/session.jsonl"_s, "{}\n");
+    writeFile(path(u"tree/project/session.jsonl"_s), "{}\n");
     auto watcher = makeWatcher();
     watcher->start();
     m_scheduler->runDue();
@@ -134,10 +129,10 @@ void CadencedFolderWatcherTest::burstOfEventsGivesOneSettledReading() {
 
     // New files, a new folder, and a write into a file that already existed.
     for (int i = 0; i < 10; ++i) {
-        write(u"tree/file-%1.json"_s.arg(i), "x");
+        writeFile(path(u"tree/file-%1.json"_s.arg(i)), "x");
     }
     QVERIFY(QDir().mkpath(path(u"tree/project/subagents"_s)));
-    write(u"tree/project/session.jsonl"_s, "{\"more\":1}\n", QIODevice::Append);
+    appendFile(path(u"tree/project/session.jsonl"_s), "{\"more\":1}\n");
     QVERIFY(eventsArrive());
     QCOMPARE(now(), 5.1);
     QCOMPARE(watcher->cadence().pendingChange, std::optional<QDateTime>(m_clock->now()));
@@ -149,12 +144,12 @@ void CadencedFolderWatcherTest::burstOfEventsGivesOneSettledReading() {
 }
 
 void CadencedFolderWatcherTest::changeRightAfterAReadingWaitsForTheGap() {
-    write(u"tree/list.json"_s, "[]");
+    writeFile(path(u"tree/list.json"_s), "[]");
     auto watcher = makeWatcher();
     watcher->start();
     m_scheduler->runDue();
     m_scheduler->advance(0.2);
-    write(u"tree/list.json"_s, "[1]");
+    writeFile(path(u"tree/list.json"_s), "[1]");
     QVERIFY(eventsArrive());
     m_scheduler->advance(1.6);
     QCOMPARE(m_readings, QList<double>{0});
@@ -174,7 +169,7 @@ void CadencedFolderWatcherTest::subfolderCreatedAfterStartIsWatched() {
     QCOMPARE(m_readings, (QList<double>{0, 2}));
 
     // Events from inside the new folder count like any other.
-    write(u"tree/new/deeper/state.json"_s, "{}");
+    writeFile(path(u"tree/new/deeper/state.json"_s), "{}");
     QVERIFY(eventsArrive());
     m_scheduler->advance(1);
     QCOMPARE(m_readings.size(), 3);
@@ -185,8 +180,8 @@ void CadencedFolderWatcherTest::subfolderCreatedAfterStartIsWatched() {
 void CadencedFolderWatcherTest::removedFolderIsDropped() {
     QVERIFY(QDir().mkpath(path(u"tree/gone/inner"_s)));
     QVERIFY(QDir().mkpath(path(u"tree/stays"_s)));
-    write(u"tree/gone/inner/a.json"_s, "{}");
-    write(u"tree/stays/b.json"_s, "{}");
+    writeFile(path(u"tree/gone/inner/a.json"_s), "{}");
+    writeFile(path(u"tree/stays/b.json"_s), "{}");
     auto watcher = makeWatcher();
     watcher->start();
     m_scheduler->runDue();
@@ -217,7 +212,7 @@ void CadencedFolderWatcherTest::rootThatAppearsLaterIsPickedUpAfterAReading() {
     QVERIFY(QDir().mkpath(path(u"later"_s)));
     m_scheduler->advance(30);
     QCOMPARE(watcher->watchedFolders(), (QStringList{path(u"later"_s), path(u"tree"_s)}));
-    write(u"later/x.json"_s, "{}");
+    writeFile(path(u"later/x.json"_s), "{}");
     QVERIFY(eventsArrive());
     m_scheduler->advance(2);
     QCOMPARE(m_readings.size(), 3);
@@ -234,7 +229,7 @@ void CadencedFolderWatcherTest::deletedRootIsWatchedAgainOnceBack() {
     m_scheduler->advance(2); // the deletion brings a reading, after which the roots are looked at again
     QCOMPARE(m_readings.size(), 2);
     QCOMPARE(watcher->tree().watchedRoots(), QStringList{path(u"tree"_s)});
-    write(u"tree/back.json"_s, "{}");
+    writeFile(path(u"tree/back.json"_s), "{}");
     QVERIFY(eventsArrive());
 }
 
@@ -245,7 +240,7 @@ void CadencedFolderWatcherTest::stopCancelsTheReadingAndTheWatches() {
     m_scheduler->runDue();
     QVERIFY(watcher->isReading());
     // Events during a reading wait for it to end rather than schedule another beside it.
-    write(u"tree/during.json"_s, "{}");
+    writeFile(path(u"tree/during.json"_s), "{}");
     QVERIFY(eventsArrive());
     QCOMPARE(m_scheduler->pendingCount(), 0);
     m_held.takeFirst()();
@@ -261,7 +256,7 @@ void CadencedFolderWatcherTest::stopCancelsTheReadingAndTheWatches() {
     m_held.takeFirst()(); // the cancelled reading ends late
     QVERIFY(!watcher->isReading());
     QCOMPARE(m_scheduler->pendingCount(), 0);
-    write(u"tree/after.json"_s, "{}");
+    writeFile(path(u"tree/after.json"_s), "{}");
     QTest::qWait(50);
     QCOMPARE(m_scheduler->pendingCount(), 0);
 
@@ -276,7 +271,7 @@ void CadencedFolderWatcherTest::wallClockSetBackDoesNotHoldReadingsOff() {
     watcher->start();
     m_scheduler->runDue();
     m_clock->set(m_clock->now().addSecs(-3600));
-    write(u"tree/x.json"_s, "{}");
+    writeFile(path(u"tree/x.json"_s), "{}");
     QVERIFY(eventsArrive());
     QCOMPARE(m_scheduler->secondsUntilNext(), std::optional<double>(AgentListCadence::interval));
 }
@@ -295,14 +290,14 @@ void CadencedFolderWatcherTest::fileLimitKeepsTheMostRecentlyModified() {
     QVERIFY(!tree.isWatchingFile(path(u"tree/old-300.json"_s)));
 
     // A new file is the most recent: it takes the watch of the oldest one watched.
-    write(u"tree/new.jsonl"_s, "{}\n");
+    writeFile(path(u"tree/new.jsonl"_s), "{}\n");
     QVERIFY(eventsArrive());
     QCOMPARE(changes, 1);
     QCOMPARE(tree.watchedFileCount(), 2);
     QVERIFY(tree.isWatchingFile(path(u"tree/new.jsonl"_s)));
     QVERIFY(tree.isWatchingFile(path(u"tree/old-100.json"_s)));
     // So that writes into it are seen.
-    write(u"tree/new.jsonl"_s, "{}\n", QIODevice::Append);
+    appendFile(path(u"tree/new.jsonl"_s), "{}\n");
     QVERIFY(eventsArrive());
     QCOMPARE(changes, 2);
 }

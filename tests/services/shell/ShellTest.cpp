@@ -1,5 +1,7 @@
 #include "services/shell/Shell.h"
 
+#include "support/TestFiles.h"
+
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
@@ -51,11 +53,8 @@ bool processExists(qint64 pid) {
 void ShellTest::initTestCase() {
     // A script without execute bits: found, but not runnable.
     m_plainFile = m_folder.filePath(u"plain.sh"_s);
-    QFile plain(m_plainFile);
-    QVERIFY(plain.open(QIODevice::WriteOnly));
-    plain.write("#!/bin/sh\necho no\n");
-    plain.close();
-    QVERIFY(plain.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
+    testing::writeFile(m_plainFile, "#!/bin/sh\necho no\n");
+    QVERIFY(QFile::setPermissions(m_plainFile, QFile::ReadOwner | QFile::WriteOwner));
 }
 
 void ShellTest::outcomeOfAChildThatEnds_data() {
@@ -132,9 +131,7 @@ void ShellTest::childIgnoringTerminationIsKilledASecondLater() {
     // Asked to end at one second, killed a second later.
     QVERIFY2(elapsed >= 1900 && elapsed < 5000, qPrintable(QString::number(elapsed)));
 
-    QFile file(pidFile);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const qint64 pid = file.readAll().toLongLong();
+    const qint64 pid = testing::readFile(pidFile).toLongLong();
     QVERIFY(pid > 1);
     QVERIFY(!processExists(pid));
 }
