@@ -164,28 +164,25 @@ void CodexSessionFileProviderTest::whatMakesASession_data() {
     QTest::addColumn<std::optional<QString>>("origin");
     QTest::addColumn<std::optional<QString>>("branch");
     const QString id = u"019c8a4d-8f45-7010-8b5d-7fad920aa6f9"_s;
-    QTest::newRow("terminal") << session(id) << std::optional(u"CLI"_s)
-                              << std::optional(u"feature/ünïcode"_s);
-    QTest::newRow("exec") << session(id, u"exec"_s) << std::optional(u"exec"_s)
-                          << std::optional(u"feature/ünïcode"_s);
-    QTest::newRow("editor") << session(id, u"vscode"_s) << std::optional<QString>()
-                            << std::optional<QString>();
+    const std::optional<QString> none;
+    const std::optional<QString> cli(u"CLI"_s);
+    const std::optional<QString> branch(u"feature/ünïcode"_s);
+    QTest::newRow("terminal") << session(id) << cli << branch;
+    QTest::newRow("exec") << session(id, u"exec"_s) << std::optional(u"exec"_s) << branch;
+    QTest::newRow("editor") << session(id, u"vscode"_s) << none << none;
     QTest::newRow("guardian subagent")
-        << session(id, QJsonObject{{"subagent"_L1, QJsonObject{{"other"_L1, "guardian"_L1}}}})
-        << std::optional<QString>() << std::optional<QString>();
-    QTest::newRow("no source") << session(id, QJsonValue()) << std::optional<QString>()
-                               << std::optional<QString>();
-    QTest::newRow("not a session file")
-        << userMessage(u"hello"_s) + session(id) << std::optional<QString>() << std::optional<QString>();
-    QTest::newRow("empty file") << QByteArray() << std::optional<QString>() << std::optional<QString>();
-    QTest::newRow("not JSON") << QByteArray("\x00\xff{{{\n\n", 7) << std::optional<QString>()
-                              << std::optional<QString>();
+        << session(id, QJsonObject{{"subagent"_L1, QJsonObject{{"other"_L1, "guardian"_L1}}}}) << none
+        << none;
+    QTest::newRow("no source") << session(id, QJsonValue()) << none << none;
+    QTest::newRow("not a session file") << userMessage(u"hello"_s) + session(id) << none << none;
+    QTest::newRow("empty file") << QByteArray() << none << none;
+    QTest::newRow("not JSON") << QByteArray("\x00\xff{{{\n\n", 7) << none << none;
     // The branch stands past 8 KiB, as Codex 0.169 writes it.
-    QTest::newRow("branch 21,700 bytes in") << meta(id, u"cli"_s, 21'500) + userMessage(u"Go"_s)
-                                            << std::optional(u"CLI"_s) << std::optional(u"feature/ünïcode"_s);
+    QTest::newRow("branch 21,700 bytes in")
+        << meta(id, u"cli"_s, 21'500) + userMessage(u"Go"_s) << cli << branch;
     // A first line longer than the head is cut: what stands early in it still serves.
-    QTest::newRow("first line past the head") << meta(id, u"cli"_s, 70'000) + turnContext(u"m"_s, u"low"_s)
-                                              << std::optional(u"CLI"_s) << std::optional<QString>();
+    QTest::newRow("first line past the head")
+        << meta(id, u"cli"_s, 70'000) + turnContext(u"m"_s, u"low"_s) << cli << none;
 }
 
 void CodexSessionFileProviderTest::whatMakesASession() {
@@ -204,7 +201,6 @@ void CodexSessionFileProviderTest::whatMakesASession() {
     QCOMPARE(found.id, u"019c8a4d-8f45-7010-8b5d-7fad920aa6f9"_s);
     QCOMPARE(found.origin, origin);
     QCOMPARE(found.branch, branch);
-    QCOMPARE(found.toolName, u"Codex"_s);
     QCOMPARE(found.agentName, u"codex"_s);
     QCOMPARE(found.toolVersion, u"0.169.0"_s);
     QCOMPARE(found.directory, u"/home/ana/work/atlas"_s);
