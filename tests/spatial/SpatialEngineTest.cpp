@@ -105,9 +105,6 @@ private slots:
     void formerPlaceIsFavouredByNearness();
     void whichWindowsTakeSpace_data();
     void whichWindowsTakeSpace();
-    void chipFollowsBubbleSize_data();
-    void chipFollowsBubbleSize();
-    void candidatePlacementsKeepThePlanOrder();
 };
 
 void SpatialEngineTest::plans_data() {
@@ -177,12 +174,8 @@ void SpatialEngineTest::plans_data() {
     QTest::newRow("maximised editor, large bubbles")
         << maximised << M::floatingChip << none << SpatialConfiguration::forBubbleSize(BubbleSize::large)
         << fallback << QRectF(1568, 44, 340, 340) << R::collapsedFallback;
-    QTest::newRow("maximised editor, left rail mode has no fallback")
+    QTest::newRow("maximised editor, a rail or island mode has no fallback")
         << maximised << M::leftRail << none << defaults << QStringList{} << QRectF() << R::noSafeSpace;
-    QTest::newRow("maximised editor, island mode has no fallback")
-        << maximised << M::topIsland << none << defaults << QStringList{} << QRectF() << R::noSafeSpace;
-    QTest::newRow("maximised editor, hidden")
-        << maximised << M::hidden << none << defaults << QStringList{} << QRectF() << R::hiddenByUser;
     WindowSnapshot fullScreen = window(3, {0, 0, 1920, 1080});
     fullScreen.isFullScreen = true;
     QTest::newRow("full-screen window")
@@ -389,33 +382,6 @@ void SpatialEngineTest::whichWindowsTakeSpace() {
     } else {
         QVERIFY(plan.occupiedWindows.empty());
         QCOMPARE(regions, QList<QRectF>{QRectF(12, 12, 1896, 1056)});
-    }
-}
-
-void SpatialEngineTest::chipFollowsBubbleSize_data() {
-    QTest::addColumn<int>("size");
-    QTest::addColumn<double>("side");
-    QTest::newRow("small") << int(BubbleSize::small) << 220.0;
-    QTest::newRow("medium") << int(BubbleSize::medium) << 280.0;
-    QTest::newRow("large") << int(BubbleSize::large) << 340.0;
-}
-
-void SpatialEngineTest::chipFollowsBubbleSize() {
-    QFETCH(int, size);
-    QFETCH(double, side);
-    SpatialConfiguration expected;
-    expected.chipWidth = side;
-    expected.chipHeight = side;
-    QCOMPARE(SpatialConfiguration::forBubbleSize(static_cast<BubbleSize>(size)), expected);
-}
-
-void SpatialEngineTest::candidatePlacementsKeepThePlanOrder() {
-    const SpatialPlan plan =
-        SpatialEngine().makePlan(desktop(plainDisplay(), {}), plainDisplay(), PlacementMode::automatic, {});
-    const std::vector<SurfacePlacement> placements = plan.candidatePlacements();
-    QCOMPARE(placements.size(), plan.candidates.size());
-    for (std::size_t i = 0; i < placements.size(); ++i) {
-        QCOMPARE(placements[i], plan.candidates[i].placement);
     }
 }
 
