@@ -148,7 +148,10 @@ void AppDelegate::applicationDidFinishLaunching() {
     runOnboardingGate();
 
     // Hook events: each batch rings the workspace loop, whose cycle drives the listener's timers.
-    m_hookListener->onUpdate = [this] { m_workspaceCoordinator->moduleDataChanged(); };
+    m_hookListener->onUpdate = [this] {
+        m_usageWidgets->noteStatusLines();
+        m_workspaceCoordinator->moduleDataChanged();
+    };
     m_workspaceCoordinator->setOnCycle([this](const QDateTime& now) { m_hookListener->tick(now); });
     if (m_environment.makePermissionCard) {
         m_permissionCard = m_environment.makePermissionCard(*this);

@@ -3,6 +3,7 @@
 #include "core/localization/Localization.h"
 #include "core/settings/SettingsStore.h"
 #include "modulekit/ModuleEventBus.h"
+#include "modules/usage/ClaudeStatusLineUse.h"
 #include "modules/usage/UsageMeterModule.h"
 #include "modules/usage/UsageSessionRows.h"
 #include "modules/usage/antigravity/AntigravityUsageModule.h"
@@ -76,6 +77,13 @@ void UsageWidgets::registerModules(ModuleEventBus& bus, UsageMeterSessions::Jump
                            sessions(m_others->antigravitySessions, "agy", AntigravityUsageModule::moduleID,
                                     u"antigravity/"_s)},
         [&antigravity] { return antigravity.isInstalled(); }));
+}
+
+void UsageWidgets::noteStatusLines() {
+    if (auto report =
+            ClaudeStatusLineUse::report(m_usageStore.latestReport(), m_events.statusLines().sessions())) {
+        m_usageStore.update(std::move(*report));
+    }
 }
 
 std::optional<AgentSession> UsageWidgets::findSession(const QString& sessionID) const {

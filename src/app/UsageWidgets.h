@@ -70,6 +70,8 @@ public:
     [[nodiscard]] SessionStore& sessionStore() { return m_sessionStore; }
     // The session of that id in any agent's list.
     [[nodiscard]] std::optional<AgentSession> findSession(const QString& sessionID) const;
+    // Claude's plan limits from its status line, when they are newer than the usage on show.
+    void noteStatusLines();
     [[nodiscard]] const PolledMonitor& usageMonitor() const { return *m_monitors.claudeUsage; }
 
 private:

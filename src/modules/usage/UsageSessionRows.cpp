@@ -1,5 +1,7 @@
 #include "modules/usage/UsageSessionRows.h"
 
+#include "modules/usage/ClaudeStatusLineUse.h"
+
 #include <QSet>
 #include <QStringList>
 
@@ -58,7 +60,7 @@ std::optional<ModuleState> UsageSessionRows::state(const Counts& counts) {
 SessionPanel::Inputs UsageSessionRows::inputs(const SessionStore& sessions, const AgentEventStore& events,
                                               const QString& agent) {
     SessionPanel::Inputs inputs;
-    inputs.sessions = sessions.sessions();
+    inputs.sessions = ClaudeStatusLineUse::sessions(sessions.sessions(), events.statusLines().sessions());
     inputs.live = events.live();
     inputs.official = events.officialSessionStates();
     inputs.hooks = events.sessionHooks().states();
