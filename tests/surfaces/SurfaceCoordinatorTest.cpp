@@ -78,7 +78,6 @@ private slots:
     void aNewFactPulsesAFewBeatsThenStandsStill();
     void anUnchangedPictureIsNotPaintedAgain();
     void withoutHoverExpansionAClickOpens();
-    void slowDropLandsWhereItWasLetGo();
     void dropNearAnEdgeSnapsFlushAndTakesItsShape();
     void flickThrowsAndStaysOnTheScreen();
     void clickIsNoMove();
@@ -254,24 +253,6 @@ void SurfaceCoordinatorTest::withoutHoverExpansionAClickOpens() {
     h.release({870, 470});
     QTRY_COMPARE(h.surface->expansion(), 1.0);
     QVERIFY(h.moves.empty());
-}
-
-void SurfaceCoordinatorTest::slowDropLandsWhereItWasLetGo() {
-    Harness h;
-    h.surface->show(bubbleState());
-    h.press({870, 470});
-    for (int step = 1; step <= 10; ++step) {
-        h.dragTo({870.0 + step * 20, 470.0 + step * 10});
-        QVERIFY(h.surface->isUserDragging());
-    }
-    QTest::qWait(150); // rests before letting go: no throw
-    h.release({1070, 570});
-    QTRY_COMPARE(h.moves.size(), std::size_t{1});
-    const QRectF expected = bubbleFrame.translated(200, 100);
-    QCOMPARE(h.moves.front().second, expected);
-    QCOMPARE(h.moves.front().first.frame, expected);
-    QCOMPARE(h.moves.front().first.displayID, u"screen"_s);
-    QCOMPARE(h.panel().frame(), expected);
 }
 
 void SurfaceCoordinatorTest::dropNearAnEdgeSnapsFlushAndTakesItsShape() {

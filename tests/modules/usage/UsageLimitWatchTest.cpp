@@ -209,17 +209,6 @@ private slots:
         store.update(report(u"session=10 weekly=85@900000"_s, 2));
         QCOMPARE(::notices(store.limitWatch()), QStringList{u"weekly/reached80/85"_s});
     }
-
-    void failureKeepsTheReportAndSuccessClearsTheFailure() {
-        UsageStore store;
-        store.update(report(u"session=10"_s, 0));
-        store.updateErrorDescription(u"the usage endpoint answered 500"_s);
-        QVERIFY(store.latestReport());
-        QCOMPARE(store.lastErrorDescription(), u"the usage endpoint answered 500"_s);
-        store.update(report(u"session=11"_s, 1));
-        QVERIFY(!store.lastErrorDescription());
-        QCOMPARE(store.latestReport()->limits[0].percent, 11);
-    }
 };
 
 QTEST_GUILESS_MAIN(UsageLimitWatchTest)
