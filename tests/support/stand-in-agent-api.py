@@ -83,6 +83,18 @@ def codex_reply(body):
             "content": [{"type": "output_text", "text": ANSWER, "annotations": []}]}
 
 
+def claude_rate_limit_headers():
+    """The plan's windows as Anthropic's API reports them to a subscription login on every answer."""
+    now = int(time.time())
+    return [("anthropic-ratelimit-unified-status", "allowed"),
+            ("anthropic-ratelimit-unified-representative-claim", "five_hour"),
+            ("anthropic-ratelimit-unified-reset", str(now + 3600)),
+            ("anthropic-ratelimit-unified-5h-utilization", "0.376"),
+            ("anthropic-ratelimit-unified-5h-reset", str(now + 3600)),
+            ("anthropic-ratelimit-unified-7d-utilization", "0.12"),
+            ("anthropic-ratelimit-unified-7d-reset", str(now + 4 * 86400))]
+
+
 def codex_rate_limit_headers(item):
     """The plan's limits as the ChatGPT backend reports them on its answers: the general limit's two
     windows while tools run, and the limit of one model alone on the final answer. Codex records the
@@ -169,9 +181,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
                        {"type": "tool_use", "id": "toolu_standin", "name": b[1], "input": b[2]} for b in blocks]
             self.send_json(200, {"id": "msg_standin", "type": "message", "role": "assistant", "model": model,
                                  "content": content, "stop_reason": stop_reason, "stop_sequence": None,
-                                 "usage": {"input_tokens": 100, "output_tokens": 10}})
+                                 "usage": {"input_tokens": 100, "output_tokens": 10}}, claude_rate_limit_headers())
             return
-        self.start_stream()
+        self.start_stream(claude_rate_limit_headers())
         turn = len(body.get("messages", []))
         self.event("message_start", {"type": "message_start", "message": {
             "id": f"msg_standin_{turn}", "type": "message", "role": "assistant", "model": model, "content": [],

@@ -2,6 +2,9 @@
 // the hooks written by AgentHookInstaller into a private home: each hook the agent fires reaches a
 // recording listener on loopback, with the program's headers, and a decision given there is obeyed.
 #include "modules/agents/installers/AgentHookInstaller.h"
+#include "modules/agents/installers/StatusLineEnvelopeInstaller.h"
+#include "modules/agents/live/ClaudeStatusLineStore.h"
+#include "modules/usage/ClaudeStatusLineUse.h"
 
 #include <QDir>
 #include <QFile>
@@ -197,6 +200,7 @@ private slots:
     void initTestCase();
     void claudeCodeFiresTheInstalledHooks();
     void codexFiresTheInstalledHooks();
+    void claudeStatusLineThroughTheEnvelope();
 
 private:
     struct Run {
@@ -206,6 +210,8 @@ private:
         QSettings defaults{sandbox.filePath(u"Tessary.conf"_s), QSettings::IniFormat};
         QString token = u"offline-test-token"_s;
         RecordingListener listener{eventsFile, token.toUtf8()};
+        // "subscription" runs Claude Code with a subscription's token instead of an API key.
+        QString login;
     };
 
     void prepare(Run& run);
@@ -255,6 +261,7 @@ void AgentsOfflineTest::runScenario(Run& run, const QString& agent, const QStrin
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"AGENTS_OFFLINE_EVENTS"_s, run.eventsFile);
+    environment.insert(u"AGENTS_OFFLINE_LOGIN"_s, run.login);
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::ForwardedChannels);
     process.start(script(), {agent, run.home, run.sandbox.filePath(scenario), scenario});
@@ -342,6 +349,67 @@ void AgentsOfflineTest::claudeCodeFiresTheInstalledHooks() {
     QVERIFY(!QFile::exists(run.sandbox.filePath(u"terminal/sub/needs-permission.txt"_s)));
     // The agent changed nothing of ours in its settings.
     QVERIFY(installer.isFullyInstalled());
+}
+
+void AgentsOfflineTest::claudeStatusLineThroughTheEnvelope() {
+    if (m_claude.isEmpty()) {
+        QSKIP("Claude Code could not be installed");
+    }
+    Run run;
+    run.login = u"subscription"_s;
+    prepare(run);
+    // The user's own status line, as written by hand, with a quote the envelope has to keep.
+    const QByteArray userSettings = R"({
+  "statusLine": {
+    "type": "command",
+    "command": "cat >/dev/null; echo \"USER-LINE it's mine\"",
+    "padding": 1
+  },
+  "cleanupPeriodDays": 30
+}
+)";
+    const QString settingsFile = run.home + u"/.claude/settings.json"_s;
+    QVERIFY(QDir().mkpath(run.home + u"/.claude"_s));
+    QFile user(settingsFile);
+    QVERIFY(user.open(QIODevice::WriteOnly));
+    user.write(userSettings);
+    user.close();
+    const QJsonObject userDocument = QJsonDocument::fromJson(userSettings).object();
+    const QString userCommand = userDocument.value(u"statusLine"_s).toObject().value(u"command"_s).toString();
+
+    const AgentHookInstaller installer = AgentHookInstaller::claude(run.home, &run.defaults);
+    QVERIFY(installer.connectIfPossible());
+    const auto envelope = StatusLineEnvelopeInstaller::forHome(run.home);
+    QCOMPARE(envelope.statusLineOwner(), StatusLineOwner::tessary);
+
+    runScenario(run, u"claude"_s, u"terminal-status-line"_s);
+    // Run by /bin/sh, the envelope printed the user's line on Claude Code's screen.
+    QVERIFY(readAll(run.sandbox.filePath(u"terminal-status-line.out"_s)).contains("USER-LINE it's mine"));
+    // Its payload reached the listener, and the plan's limits from the API's headers went with it.
+    ClaudeStatusLineStore store;
+    for (const Delivery& delivery : run.listener.deliveries) {
+        if (delivery.headers.value("x-tessary-statusline") == "1") {
+            QCOMPARE(delivery.headers.value("x-tessary-token"), run.token.toUtf8());
+            store.record(delivery.body, QDateTime::currentDateTimeUtc());
+        }
+    }
+    QCOMPARE(store.sessions().size(), 1);
+    const ClaudeStatusLineReading reading = store.sessions().cbegin().value();
+    QVERIFY(reading.contextWindowSize && *reading.contextWindowSize > 0);
+    QVERIFY(reading.fiveHour && reading.sevenDay);
+    QCOMPARE(reading.fiveHour->usedPercentage, 37.6);
+    const auto usage = ClaudeStatusLineUse::report(std::nullopt, store.sessions());
+    QVERIFY(usage && usage->limits.size() == 2);
+    QCOMPARE(usage->limits.at(0).percent, 38);
+    QCOMPARE(usage->limits.at(1).percent, 12);
+
+    // Disconnecting gives the user's settings back as they were, their command to the byte.
+    QVERIFY(installer.disconnect());
+    const QJsonObject restored = QJsonDocument::fromJson(readAll(settingsFile)).object();
+    QCOMPARE(restored, userDocument);
+    QCOMPARE(restored.value(u"statusLine"_s).toObject().value(u"command"_s).toString().toUtf8(),
+             userCommand.toUtf8());
+    QCOMPARE(envelope.statusLineOwner(), StatusLineOwner::user);
 }
 
 void AgentsOfflineTest::codexFiresTheInstalledHooks() {
