@@ -343,9 +343,15 @@ void AgentEventStoreTest::statusLineRecordsFiguresAndKeepsLimits() {
 
     QVERIFY(store.statusLines().record(
         payload(
-            R"({"session_id":"s","columns":80,"tasks":[{"id":"a1","name":"explore","tokenCount":1200},{"name":"no id"}]})"),
+            R"({"session_id":"s","columns":80,"tasks":[{"id":"a1","name":"explore","tokenCount":1200},{"name":"no id"},)"
+            R"({"id":"a2","label":"Review","description":"Read the diff"},{"id":"a3","description":"Run tests"}]})"),
         t0));
-    QCOMPARE(store.statusLines().subagents().value(u"s"_s).tasks.size(), 1);
+    // Claude Code gives a subagent a label or a description, not a name.
+    QStringList names;
+    for (const auto& task : store.statusLines().subagents().value(u"s"_s).tasks) {
+        names.append(task.name.value_or(u"-"_s));
+    }
+    QCOMPARE(names, (QStringList{u"explore"_s, u"Review"_s, u"Run tests"_s}));
 }
 
 void AgentEventStoreTest::listReadingsMakeOfficialStates() {

@@ -126,7 +126,15 @@ StatusLineEnvelopeInstaller::Edit StatusLineEnvelopeInstaller::installing(const 
         if (!command) {
             continue;
         }
-        const auto inside = wrapped(*command);
+        auto inside = wrapped(*command);
+        // An envelope inside an envelope would post twice: the user's own command is the innermost.
+        while (inside && !inside->added) {
+            auto deeper = wrapped(inside->inner);
+            if (!deeper || deeper->added) {
+                break;
+            }
+            inside = std::move(deeper);
+        }
         QString desired;
         if (inside && inside->added) {
             desired = addedCommand();
@@ -157,7 +165,11 @@ StatusLineEnvelopeInstaller::Edit StatusLineEnvelopeInstaller::removing(const QJ
             edit.settings.remove(key);
         } else {
             const QJsonValue saved = originals.value(key);
-            setCommand(edit.settings, key, saved.isString() ? saved.toString() : inside->inner);
+            QString inner = inside->inner;
+            while (const auto deeper = wrapped(inner)) {
+                inner = deeper->inner;
+            }
+            setCommand(edit.settings, key, saved.isString() ? saved.toString() : inner);
         }
         edit.changed = true;
     }

@@ -77,8 +77,14 @@ std::optional<ClaudeStatusLinePayload> ClaudeStatusLineStore::read(const QJsonOb
             if (!id || id->isEmpty()) {
                 continue;
             }
-            reading.tasks.append({*id, json::string(task, QLatin1StringView("name")),
-                                  json::string(task, QLatin1StringView("type")),
+            // Claude Code names a subagent by its label, or by its description where it has none.
+            auto name = json::string(task, QLatin1StringView("name"));
+            for (const char* key : {"label", "description"}) {
+                if (!name || name->isEmpty()) {
+                    name = json::string(task, QLatin1StringView(key));
+                }
+            }
+            reading.tasks.append({*id, name, json::string(task, QLatin1StringView("type")),
                                   json::string(task, QLatin1StringView("status")),
                                   json::string(task, QLatin1StringView("model")),
                                   wholeNumber(task, "tokenCount"), wholeNumber(task, "contextWindowSize")});
