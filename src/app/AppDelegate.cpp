@@ -85,6 +85,10 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
             session->project.isEmpty() ? std::nullopt : std::optional<QString>(session->project),
             session->roleColor};
     };
+    // Claude Code's list shows a prompt answered in the terminal: its held request is let go.
+    m_usageWidgets->onAgentList = [this](const ClaudeAgentList& list, const QDateTime& at) {
+        m_hookListener->agentListRead(list, at);
+    };
     m_hookListener->isDesktopSession = [findSession](const QString& sessionID) {
         const std::optional<AgentSession> session = findSession(sessionID);
         return session && session->origin == QLatin1StringView("Desktop");

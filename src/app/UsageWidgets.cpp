@@ -44,6 +44,20 @@ UsageWidgets::UsageWidgets(Environment environment, const std::function<void()>&
         m_monitors.antigravitySessions =
             AntigravitySessionMonitoring::monitor(AntigravitySessionMonitoring::source(home, processes),
                                                   m_others->antigravitySessions, services, onUpdate);
+        // A failed reading switches the list's states off; the hooks then stand alone.
+        m_monitors.claudeAgentList = std::make_unique<ClaudeAgentListMonitor>(
+            m_others->agentList, m_runner, m_clock, environment.scheduler,
+            ClaudeAgentListMonitor::watchedFolders(home),
+            [this, onUpdate](const std::optional<ClaudeAgentList>& list, const QDateTime& at) {
+                const bool changed = m_events.noteAgentList(
+                    list ? std::optional(ClaudeAgentList::Reading{*list, at}) : std::nullopt, at);
+                if (list && onAgentList) {
+                    onAgentList(*list, at);
+                }
+                if (changed) {
+                    onUpdate();
+                }
+            });
     }
     m_monitors.claudeSessions =
         ClaudeSessionMonitoring::monitor(ClaudeSessionMonitoring::source(home, m_clock, nullptr, claudeHosts),
@@ -64,7 +78,12 @@ void UsageWidgets::registerModules(ModuleEventBus& bus, UsageMeterSessions::Jump
     };
     bus.registerModule(std::make_shared<UsageMeterModule>(UsageMeterServices{
         m_usageStore, m_clock,
-        sessions(m_sessionStore, AgentEventStore::defaultAgent, UsageMeterModule::moduleID, u"claude/"_s)}));
+        UsageSessionRows::sessions(
+            m_sessionStore, m_events, QLatin1StringView(AgentEventStore::defaultAgent),
+            QLatin1StringView(UsageMeterModule::moduleID), u"claude/"_s, jump,
+            UsageSessionRows::AgentListExtras{&m_agentChanges, [this](const QString& id) {
+                                                  return isSessionInFront && isSessionInFront(id);
+                                              }})}));
     if (!m_others) {
         return;
     }
@@ -157,6 +176,9 @@ void UsageWidgets::startSessions() {
             monitor->start();
         }
     }
+    if (m_monitors.claudeAgentList) {
+        m_monitors.claudeAgentList->start();
+    }
 }
 
 void UsageWidgets::stopUsage() {
@@ -168,6 +190,9 @@ void UsageWidgets::stopUsage() {
 void UsageWidgets::stopSessions() {
     for (PolledMonitor* monitor : sessionMonitors()) {
         monitor->stop();
+    }
+    if (m_monitors.claudeAgentList) {
+        m_monitors.claudeAgentList->stop();
     }
 }
 

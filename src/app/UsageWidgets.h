@@ -1,10 +1,12 @@
 #pragma once
 
+#include "modules/agents/changes/AgentChangeStore.h"
 #include "modules/sessions/SessionStore.h"
 #include "modules/usage/UsageMeterModule.h"
 #include "modules/usage/UsageStore.h"
 #include "platform/credentials/ClaudeTokenSource.h"
 #include "services/monitoring/ProviderRunner.h"
+#include "services/sessions/ClaudeAgentListMonitor.h"
 #include "services/sessions/OrcaCLI.h"
 #include "services/sessions/SessionMonitors.h"
 #include "services/usage/AntigravityUsageProvider.h"
@@ -73,6 +75,13 @@ public:
     // Claude's plan limits from its status line, when they are newer than the usage on show.
     void noteStatusLines();
     [[nodiscard]] const PolledMonitor& usageMonitor() const { return *m_monitors.claudeUsage; }
+    [[nodiscard]] const AgentChangeStore& agentChanges() const { return m_agentChanges; }
+
+    // Each good reading of Claude Code's agent list, after the live store has it: the hook listener
+    // releases the requests the list shows answered in the terminal.
+    std::function<void(const ClaudeAgentList& list, const QDateTime& at)> onAgentList;
+    // Whether the user looks at a session now; its changes then raise no notice.
+    std::function<bool(const QString& sessionID)> isSessionInFront;
 
 private:
     // Codex's and Antigravity's widgets, built only with a process runner.
@@ -80,10 +89,13 @@ private:
         OtherAgents(const ProcessRunner& processes, const Clock& clock, const QString& home)
             : orca(processes)
             , codex(processes, clock)
-            , antigravity(processes, clock, AntigravityUsageProvider::defaultConfiguration(home)) {}
+            , antigravity(processes, clock, AntigravityUsageProvider::defaultConfiguration(home))
+            , agentList(processes, ClaudeAgentListProvider::defaultCandidates(home),
+                        ClaudeAgentListProvider::defaultJobsDirectory(home)) {}
         OrcaCLI orca;
         CodexUsageProvider codex;
         AntigravityUsageProvider antigravity;
+        ClaudeAgentListProvider agentList;
         UsageStore codexUsage;
         UsageStore antigravityUsage;
         SessionStore codexSessions;
@@ -96,6 +108,7 @@ private:
         std::unique_ptr<PolledMonitor> claudeSessions;
         std::unique_ptr<PolledMonitor> codexSessions;
         std::unique_ptr<PolledMonitor> antigravitySessions;
+        std::unique_ptr<ClaudeAgentListMonitor> claudeAgentList;
     };
 
     void followLanguage();
@@ -109,6 +122,7 @@ private:
     ClaudeTokenSource& m_tokens;
     UsageStore m_usageStore;
     SessionStore m_sessionStore;
+    AgentChangeStore m_agentChanges;
     std::unique_ptr<ClaudeOAuthUsageProvider> m_provider;
     std::unique_ptr<OtherAgents> m_others;
     // Declared after what its work reads, so that its threads are done before those go.

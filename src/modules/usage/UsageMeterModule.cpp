@@ -67,6 +67,12 @@ ModuleSnapshot UsageMeterModule::snapshot(const QString& moduleID, const QString
         input.extraSections = std::move(reading->sections);
     }
 
+    if (reading && reading->signal) {
+        std::vector<ChangeSignal::Fact> facts =
+            input.signal ? input.signal->facts() : std::vector<ChangeSignal::Fact>{};
+        facts.insert(facts.end(), reading->signal->facts().cbegin(), reading->signal->facts().cend());
+        input.signal = ChangeSignal::make(std::move(facts));
+    }
     ModuleSnapshot snapshot = UsageWidgetPresenter::snapshot(input, now, localization);
     if (reading && reading->summary) {
         CardVariant card =

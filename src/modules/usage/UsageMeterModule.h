@@ -20,6 +20,8 @@ struct UsageMeterSessions {
         // A session waiting on the user, say; the widget takes the more urgent of this and its
         // usage state.
         std::optional<ModuleState> state;
+        // Notices of what changed about the sessions, beside the usage notices.
+        std::optional<ChangeSignal> signal;
         bool operator==(const Reading&) const = default;
     };
     using Read = std::function<Reading(const QDateTime& now, const Localization& localization)>;

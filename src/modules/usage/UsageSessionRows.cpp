@@ -70,18 +70,66 @@ SessionPanel::Inputs UsageSessionRows::inputs(const SessionStore& sessions, cons
     return inputs;
 }
 
+AgentChanges::Reading UsageSessionRows::changeReading(const SessionStore& sessions,
+                                                      const AgentEventStore& events, const QString& agent) {
+    AgentChanges::Inputs changes;
+    changes.hooks = events.live();
+    changes.official = events.officialSessionStates();
+    changes.background = events.backgroundAgentStates();
+    changes.requests = events.pendingPermissions(agent);
+    changes.toolRuns = events.finishedTools();
+    changes.turnResults = events.turnResults();
+    changes.prompts = events.lastPrompts();
+    changes.sessionEnds = events.sessionEnds();
+    if (const std::optional<ClaudeAgentList::Reading> list = events.agentListReading()) {
+        for (const ClaudeAgentList::Session& listed : list->list.sessions) {
+            if (listed.name) {
+                changes.titles.insert(listed.sessionID, *listed.name);
+            }
+        }
+    }
+    for (const AgentSession& session : sessions.sessions()) {
+        if (const QString title = session.displayTitle(); !title.isEmpty()) {
+            changes.titles.insert(session.id, title);
+        }
+    }
+    return AgentChanges::pending(changes);
+}
+
 UsageMeterSessions UsageSessionRows::sessions(const SessionStore& sessions, const AgentEventStore& events,
                                               QString agent, QString moduleID, QString prefix,
-                                              UsageMeterSessions::Jump jump) {
+                                              UsageMeterSessions::Jump jump,
+                                              std::optional<AgentListExtras> extras) {
     UsageMeterSessions result;
     // One reading of the stores serves the rows, the summary and the state of one snapshot.
     result.read = [&sessions, &events, agent = std::move(agent), moduleID = std::move(moduleID),
-                   prefix = std::move(prefix)](const QDateTime& now, const Localization& localization) {
+                   prefix = std::move(prefix),
+                   extras = std::move(extras)](const QDateTime& now, const Localization& localization) {
         const SessionPanel::Inputs read = inputs(sessions, events, agent);
         const SessionPanel::Context context{moduleID, prefix, now, localization};
-        const Counts counted = counts(read);
-        return UsageMeterSessions::Reading{SessionPanel::groupedSections(read, context),
-                                           summary(counted, localization), state(counted)};
+        Counts counted = counts(read);
+        UsageMeterSessions::Reading reading{SessionPanel::groupedSections(read, context), {}, {}, {}};
+        if (extras) {
+            const QHash<QString, BackgroundAgentState> background = events.backgroundAgentStates();
+            for (const BackgroundAgentState& each : background) {
+                using State = ClaudeAgentList::BackgroundAgent::State;
+                if (!each.finishedAt && each.agent.state == State::blocked) {
+                    ++counted.needingUser;
+                } else if (!each.finishedAt && each.agent.state == State::working) {
+                    ++counted.working;
+                }
+            }
+            std::vector<DetailSection> rows = SessionPanel::backgroundSections(background, context);
+            reading.sections.insert(reading.sections.end(), std::make_move_iterator(rows.begin()),
+                                    std::make_move_iterator(rows.end()));
+            if (extras->changes != nullptr) {
+                extras->changes->observe(changeReading(sessions, events, agent), extras->isInFront, now);
+                reading.signal = extras->changes->signal(localization);
+            }
+        }
+        reading.summary = summary(counted, localization);
+        reading.state = state(counted);
+        return reading;
     };
     result.jump = std::move(jump);
     return result;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "modules/agents/changes/AgentChangeStore.h"
 #include "modules/agents/live/AgentEventStore.h"
 #include "modules/sessionpanel/SessionPanel.h"
 #include "modules/sessions/SessionStore.h"
@@ -29,10 +30,25 @@ std::optional<ModuleState> state(const Counts& counts);
 SessionPanel::Inputs inputs(const SessionStore& sessions, const AgentEventStore& events,
                             const QString& agent);
 
+// The agent's own list of background agents and the notices of its changes, for Claude Code.
+struct AgentListExtras {
+    // Observed with every reading; must outlive the result.
+    AgentChangeStore* changes = nullptr;
+    // Whether the user looks at a session now: it gets no notice.
+    std::function<bool(const QString& sessionID)> isInFront;
+};
+
 // The sessions of `agent` ("claude") for the module `moduleID`, their section ids prefixed with
-// `prefix` ("claude/"). Both stores must outlive the result; `jump` takes a row's click.
+// `prefix` ("claude/"). Both stores must outlive the result; `jump` takes a row's click. With
+// `extras`, the background agents follow the sessions, count among them, and the notices of agent
+// changes come with every reading.
 UsageMeterSessions sessions(const SessionStore& sessions, const AgentEventStore& events, QString agent,
-                            QString moduleID, QString prefix, UsageMeterSessions::Jump jump = {});
+                            QString moduleID, QString prefix, UsageMeterSessions::Jump jump = {},
+                            std::optional<AgentListExtras> extras = std::nullopt);
+
+// One reading of the changes worth a notice, from both stores.
+AgentChanges::Reading changeReading(const SessionStore& sessions, const AgentEventStore& events,
+                                    const QString& agent);
 
 } // namespace UsageSessionRows
 

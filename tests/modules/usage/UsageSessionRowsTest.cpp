@@ -91,6 +91,53 @@ private slots:
         QVERIFY(sections[1].id.contains(u"asking"_s));
         QCOMPARE(snapshot->variants.card->detail, u"1 working · 2 need you"_s);
     }
+
+    void backgroundAgentsAndTheirNotices() {
+        SessionStore sessions;
+        AgentEventStore events;
+        const auto listWith = [](ClaudeAgentList::BackgroundAgent::State state) {
+            ClaudeAgentList::BackgroundAgent agent;
+            agent.id = u"j1"_s;
+            agent.sessionID = u"bg1"_s;
+            agent.name = u"Nightly lint"_s;
+            agent.state = state;
+            agent.needs = u"approve git push"_s;
+            return ClaudeAgentList{{}, {agent}};
+        };
+        AgentChangeStore changes;
+        UsageStore usage;
+        ManualClock clock(now);
+        UsageMeterModule module(
+            {usage, clock,
+             UsageSessionRows::sessions(sessions, events, u"claude"_s,
+                                        QLatin1StringView(UsageMeterModule::moduleID), u"claude/"_s, {},
+                                        UsageSessionRows::AgentListExtras{&changes, {}})});
+        const auto read = [&](ClaudeAgentList::BackgroundAgent::State state, const QDateTime& at) {
+            clock.set(at);
+            events.noteAgentList(ClaudeAgentList::Reading{listWith(state), at}, at);
+            return module.handle(HostEvent::moduleDataChanged, ModuleContext{});
+        };
+        // Working at launch: shown and counted, but no news.
+        auto snapshot = read(ClaudeAgentList::BackgroundAgent::State::working, now);
+        QVERIFY(snapshot);
+        QCOMPARE(snapshot->variants.card->detail, u"1 working"_s);
+        QVERIFY(!snapshot->variants.signal);
+        // Then it waits for the user: its row says for what, and the widget raises a notice.
+        snapshot = read(ClaudeAgentList::BackgroundAgent::State::blocked, now.addSecs(30));
+        QCOMPARE(snapshot->variants.card->detail, u"1 needs you"_s);
+        QCOMPARE(snapshot->state, ModuleState::attention);
+        const auto& sections = snapshot->variants.detail->sections;
+        const auto row = std::find_if(sections.cbegin(), sections.cend(), [](const DetailSection& each) {
+            return each.id == u"claude/background/j1"_s;
+        });
+        QVERIFY(row != sections.cend());
+        QVERIFY2(row->subtitle.value_or(QString()).contains(u"approve git push"_s),
+                 qPrintable(row->subtitle.value_or(QString())));
+        QVERIFY(snapshot->variants.signal);
+        QCOMPARE(snapshot->variants.signal->facts().size(), 1U);
+        QCOMPARE(snapshot->variants.signal->facts().front().text,
+                 u"Background agent needs you · Nightly lint"_s);
+    }
 };
 
 QTEST_GUILESS_MAIN(UsageSessionRowsTest)
