@@ -6,7 +6,6 @@
 #include "app/StatusMenu.h"
 #include "app/settings/SettingsWindow.h"
 #include "platform/panels/linux/X11PanelWindowTraits.h"
-#include "platform/x11/X11Support.h"
 #include "services/monitoring/Scheduler.h"
 #include "support/AppTestHarness.h"
 #include "surfaces/AtSpiDriver.h"
@@ -35,47 +34,32 @@ namespace {
 
 // An XEmbed tray host: owns _NET_SYSTEM_TRAY_S<screen>, says so to the root window, and hears the
 // icons that ask to dock.
-class X11TrayHost {
+class X11TrayHost : public X11TestWindows {
 public:
-    X11TrayHost() {
-        int screenNumber = 0;
-        m_connection = xcb_connect(nullptr, &screenNumber);
-        if (xcb_connection_has_error(m_connection) != 0) {
-            return;
-        }
-        m_root = x11::rootWindow(m_connection, screenNumber);
-        const QByteArray selection = "_NET_SYSTEM_TRAY_S" + QByteArray::number(screenNumber);
-        m_selection = x11::internAtom(m_connection, selection.constData());
-        m_opcode = x11::internAtom(m_connection, "_NET_SYSTEM_TRAY_OPCODE");
-    }
-    ~X11TrayHost() { xcb_disconnect(m_connection); }
-    X11TrayHost(const X11TrayHost&) = delete;
-    X11TrayHost& operator=(const X11TrayHost&) = delete;
-    X11TrayHost(X11TrayHost&&) = delete;
-    X11TrayHost& operator=(X11TrayHost&&) = delete;
-
     bool claim() {
-        if (m_root == XCB_WINDOW_NONE) {
+        if (!isConnected()) {
             return false;
         }
-        m_window = xcb_generate_id(m_connection);
-        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_window, m_root, 0, 0, 1, 1, 0,
-                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
-        xcb_set_selection_owner(m_connection, m_window, m_selection, XCB_CURRENT_TIME);
+        xcb_connection_t* x = connection();
+        const QByteArray selection = "_NET_SYSTEM_TRAY_S" + QByteArray::number(screenNumber());
+        m_selection = atom(selection.constData());
+        const xcb_window_t window = xcb_generate_id(x);
+        xcb_create_window(x, XCB_COPY_FROM_PARENT, window, root(), 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                          XCB_COPY_FROM_PARENT, 0, nullptr);
+        xcb_set_selection_owner(x, window, m_selection, XCB_CURRENT_TIME);
         xcb_client_message_event_t manager{};
         manager.response_type = XCB_CLIENT_MESSAGE;
         manager.format = 32;
-        manager.window = m_root;
-        manager.type = x11::internAtom(m_connection, "MANAGER");
+        manager.window = root();
+        manager.type = atom("MANAGER");
         manager.data.data32[0] = XCB_CURRENT_TIME;
         manager.data.data32[1] = m_selection;
-        manager.data.data32[2] = m_window;
-        xcb_send_event(m_connection, 0, m_root, XCB_EVENT_MASK_STRUCTURE_NOTIFY,
+        manager.data.data32[2] = window;
+        xcb_send_event(x, 0, root(), XCB_EVENT_MASK_STRUCTURE_NOTIFY,
                        reinterpret_cast<const char*>(&manager));
-        xcb_flush(m_connection);
-        const auto owner = xcb_get_selection_owner_reply(
-            m_connection, xcb_get_selection_owner(m_connection, m_selection), nullptr);
-        const bool owned = owner != nullptr && owner->owner == m_window;
+        xcb_flush(x);
+        const auto owner = xcb_get_selection_owner_reply(x, xcb_get_selection_owner(x, m_selection), nullptr);
+        const bool owned = owner != nullptr && owner->owner == window;
         std::free(owner);
         return owned;
     }
@@ -83,13 +67,14 @@ public:
     // The window of the first icon that asks to dock, while Qt's loop turns; 0 when none asks in time.
     xcb_window_t waitForDockRequest(int milliseconds) {
         constexpr std::uint32_t requestDock = 0;
+        const xcb_atom_t opcode = atom("_NET_SYSTEM_TRAY_OPCODE");
         const QDeadlineTimer deadline(milliseconds);
         while (!deadline.hasExpired()) {
-            while (xcb_generic_event_t* event = xcb_poll_for_event(m_connection)) {
+            while (xcb_generic_event_t* event = xcb_poll_for_event(connection())) {
                 xcb_window_t icon = 0;
                 if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE) {
                     const auto* message = reinterpret_cast<const xcb_client_message_event_t*>(event);
-                    if (message->type == m_opcode && message->data.data32[1] == requestDock) {
+                    if (message->type == opcode && message->data.data32[1] == requestDock) {
                         icon = message->data.data32[2];
                     }
                 }
@@ -104,11 +89,7 @@ public:
     }
 
 private:
-    xcb_connection_t* m_connection = nullptr;
-    xcb_window_t m_root = XCB_WINDOW_NONE;
-    xcb_window_t m_window = 0;
     xcb_atom_t m_selection = XCB_ATOM_NONE;
-    xcb_atom_t m_opcode = XCB_ATOM_NONE;
 };
 
 // One widget that always shows the same snapshot.

@@ -21,13 +21,12 @@ namespace tessary::testing {
 class X11TestWindows {
 public:
     X11TestWindows() {
-        int screenNumber = 0;
-        m_connection = xcb_connect(nullptr, &screenNumber);
+        m_connection = xcb_connect(nullptr, &m_screenNumber);
         if (xcb_connection_has_error(m_connection) != 0) {
             return;
         }
         xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(m_connection));
-        for (int i = 0; i < screenNumber && screens.rem > 0; ++i) {
+        for (int i = 0; i < m_screenNumber && screens.rem > 0; ++i) {
             xcb_screen_next(&screens);
         }
         m_screen = screens.data;
@@ -46,6 +45,8 @@ public:
 
     [[nodiscard]] bool isConnected() const { return m_screen != nullptr; }
     [[nodiscard]] xcb_window_t root() const { return m_screen->root; }
+    [[nodiscard]] int screenNumber() const { return m_screenNumber; }
+    [[nodiscard]] xcb_connection_t* connection() const { return m_connection; }
 
     // Maps a window where the user asked for it, owned by `pid`, with WM_CLASS
     // "<instance>\0<applicationClass>\0" and a UTF-8 title. `windowType` names an
@@ -233,6 +234,7 @@ private:
     }
 
     xcb_connection_t* m_connection = nullptr;
+    int m_screenNumber = 0;
     xcb_screen_t* m_screen = nullptr;
     std::vector<xcb_window_t> m_windows;
 };
