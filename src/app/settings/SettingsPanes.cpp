@@ -10,6 +10,7 @@
 #include <QComboBox>
 #include <QDesktopServices>
 #include <QDir>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -387,6 +388,35 @@ QWidget* SettingsWindow::buildWidgets(Pane& pane) {
     return page;
 }
 
+// What the status line gives Tessary, and where a project's own status line keeps it from doing so.
+QString SettingsWindow::statusLineText(const StatusLineState& line, bool connected) const {
+    QStringList parts;
+    if (line.owner == StatusLineOwner::tessary) {
+        parts.append(line.added
+                         ? text(u"Real context and usage limits come from the status line Tessary added. "
+                                u"Disconnecting removes it."_s)
+                         : text(u"Your status line prints as before; Tessary also reads the real context "
+                                u"and usage limits it is given."_s));
+    } else if (line.owner == StatusLineOwner::absent && connected) {
+        parts.append(text(u"Without a status line, context comes from the transcripts and usage limits from "
+                          u"the usage service."_s));
+    }
+    if (line.owner == StatusLineOwner::tessary && !line.overridingProjects.isEmpty()) {
+        QStringList names;
+        for (const QString& folder :
+             line.overridingProjects.first(std::min<qsizetype>(3, line.overridingProjects.size()))) {
+            names.append(QFileInfo(folder).fileName());
+        }
+        if (line.overridingProjects.size() > 3) {
+            names.append(u"…"_s);
+        }
+        parts.append(text(u"A project's own status line replaces yours in %1: Tessary gets no figures "
+                          u"from there."_s)
+                         .arg(names.join(u", "_s)));
+    }
+    return parts.join(u' ');
+}
+
 QWidget* SettingsWindow::buildAgentRow(const AgentCandidate& agent) {
     auto* row = new QWidget;
     row->setAccessibleName(agent.name);
@@ -408,6 +438,19 @@ QWidget* SettingsWindow::buildAgentRow(const AgentCandidate& agent) {
     stateLine->addWidget(dot, 0, Qt::AlignTop);
     stateLine->addWidget(state, 1);
     texts->addLayout(stateLine);
+    QLabel* statusLineNote = nullptr;
+    QPushButton* addStatusLine = nullptr;
+    if (agent.installer->statusLine && agent.installer->statusLine->state) {
+        statusLineNote = makeTextLabel(QString(), row, 0.9);
+        statusLineNote->setObjectName(u"agent:"_s + agent.id + u":statusLine"_s);
+        dimLabel(statusLineNote);
+        texts->addWidget(statusLineNote);
+        addStatusLine = new QPushButton(text(u"Add Status Line"_s), row);
+        addStatusLine->setObjectName(u"agent:"_s + agent.id + u":addStatusLine"_s);
+        addStatusLine->setAccessibleName(addStatusLine->text());
+        addStatusLine->setAutoDefault(false);
+        texts->addWidget(addStatusLine, 0, Qt::AlignLeft);
+    }
     layout->addLayout(texts, 1);
 
     auto* connectButton = new QPushButton(text(u"Connect"_s), row);
@@ -422,29 +465,45 @@ QWidget* SettingsWindow::buildAgentRow(const AgentCandidate& agent) {
     layout->addWidget(disconnectButton, 0, Qt::AlignVCenter);
 
     const AgentHookInstaller installer = *agent.installer;
-    m_agentUpdaters.emplace_back([this, installer, dot, state, connectButton, disconnectButton] {
-        const AgentConnectionState now = connectionState(installer);
-        QPalette colors = dot->palette();
-        switch (now) {
-        case AgentConnectionState::connected:
-            colors.setColor(QPalette::WindowText, QColor(0x2e, 0xa0, 0x43));
-            break;
-        case AgentConnectionState::partlyConnected:
-            colors.setColor(QPalette::WindowText, QColor(0xd9, 0x8e, 0x04));
-            break;
-        default:
-            colors.setColor(QPalette::WindowText, palette().color(QPalette::PlaceholderText));
-            break;
-        }
-        dot->setPalette(colors);
-        state->setText(text(displayText(now)));
-        state->setAccessibleName(state->text());
-        dot->setAccessibleName(state->text());
-        connectButton->setEnabled(canConnect(now));
-        disconnectButton->setEnabled(canDisconnect(now));
-        connectButton->setAccessibleDescription(state->text());
-        disconnectButton->setAccessibleDescription(state->text());
-    });
+    m_agentUpdaters.emplace_back(
+        [this, installer, dot, state, connectButton, disconnectButton, statusLineNote, addStatusLine] {
+            const AgentConnectionState now = connectionState(installer);
+            QPalette colors = dot->palette();
+            switch (now) {
+            case AgentConnectionState::connected:
+                colors.setColor(QPalette::WindowText, QColor(0x2e, 0xa0, 0x43));
+                break;
+            case AgentConnectionState::partlyConnected:
+                colors.setColor(QPalette::WindowText, QColor(0xd9, 0x8e, 0x04));
+                break;
+            default:
+                colors.setColor(QPalette::WindowText, palette().color(QPalette::PlaceholderText));
+                break;
+            }
+            dot->setPalette(colors);
+            state->setText(text(displayText(now)));
+            state->setAccessibleName(state->text());
+            dot->setAccessibleName(state->text());
+            connectButton->setEnabled(canConnect(now));
+            disconnectButton->setEnabled(canDisconnect(now));
+            connectButton->setAccessibleDescription(state->text());
+            disconnectButton->setAccessibleDescription(state->text());
+            if (statusLineNote != nullptr) {
+                const bool connected = now == AgentConnectionState::connected;
+                const StatusLineState line = installer.statusLine->state();
+                const QString note = statusLineText(line, connected);
+                statusLineNote->setText(note);
+                statusLineNote->setAccessibleName(note);
+                statusLineNote->setVisible(!note.isEmpty());
+                addStatusLine->setVisible(connected && line.owner == StatusLineOwner::absent);
+            }
+        });
+    if (addStatusLine != nullptr) {
+        connect(addStatusLine, &QPushButton::clicked, this, [this, installer] {
+            installer.statusLine->add();
+            refreshAgents();
+        });
+    }
     connect(connectButton, &QPushButton::clicked, this, [this, installer, state] {
         if (!installer.reconnect()) {
             refreshAgents();

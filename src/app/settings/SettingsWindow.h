@@ -89,6 +89,7 @@ private:
     QWidget* buildWidgets(Pane& pane);
     QWidget* buildAdvanced(Pane& pane);
     QWidget* buildAgentRow(const AgentCandidate& agent);
+    [[nodiscard]] QString statusLineText(const StatusLineState& line, bool connected) const;
 
     [[nodiscard]] QString text(const QString& key) const { return m_localization.text(key); }
     void edit(const std::function<void(TessarySettings&)>& change);

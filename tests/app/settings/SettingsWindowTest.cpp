@@ -366,7 +366,33 @@ void SettingsWindowTest::agentsConnectAndDisconnect() {
     QVERIFY(QJsonDocument(readRoot()).toJson().contains("X-Tessary-Agent"));
     QVERIFY(QJsonDocument(readRoot()).toJson().contains("my-check"));
 
+    // Without a status line of the user's, one can be added; a project's own one is named.
+    auto* statusLine = find<QLabel>(u"agent:claude:statusLine"_s);
+    auto* addStatusLine = find<QPushButton>(u"agent:claude:addStatusLine"_s);
+    QVERIFY(statusLine->text().startsWith(u"Without a status line"_s));
+    QVERIFY(addStatusLine->isVisibleTo(m_window.get()));
+    QDir(m_home).mkpath(u"work/api/.claude"_s);
+    QFile project(m_home + u"/work/api/.claude/settings.local.json"_s);
+    QVERIFY(project.open(QIODevice::WriteOnly));
+    project.write(R"({"statusLine":{"type":"command","command":"echo api"}})");
+    project.close();
+    QFile projects(m_home + u"/.claude.json"_s);
+    QVERIFY(projects.open(QIODevice::WriteOnly));
+    projects.write(
+        QJsonDocument(QJsonObject{{u"projects"_s, QJsonObject{{m_home + u"/work/api"_s, QJsonObject{}},
+                                                              {m_home + u"/work/web"_s, QJsonObject{}}}}})
+            .toJson());
+    projects.close();
+    addStatusLine->click();
+    QCOMPARE(statusLine->text(),
+             u"Real context and usage limits come from the status line Tessary added. "
+             u"Disconnecting removes it. A project's own status line replaces yours in api: "
+             u"Tessary gets no figures from there."_s);
+    QVERIFY(!addStatusLine->isVisibleTo(m_window.get()));
+    QCOMPARE(statusLine->accessibleName(), statusLine->text());
+
     disconnectButton->click();
+    QVERIFY(!readRoot().contains(u"statusLine"_s));
     QCOMPARE(state->text(), u"Disconnected: Tessary leaves its settings alone"_s);
     QVERIFY(connectButton->isEnabled());
     QVERIFY(!disconnectButton->isEnabled());

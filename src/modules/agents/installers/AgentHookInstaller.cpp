@@ -61,8 +61,9 @@ AgentHookInstaller AgentHookInstaller::claude(const QString& homeDirectory, QSet
     installer.declineKey = QString::fromLatin1(PreferenceKeys::claudeHooksDeclined);
     installer.agentInstalledCheck = folderExists(installer.settingsFile);
     const auto envelope = StatusLineEnvelopeInstaller::forHome(homeDirectory);
-    installer.statusLine =
-        StatusLineHooks{[envelope] { return envelope.install(); }, [envelope] { return envelope.remove(); }};
+    installer.statusLine = StatusLineHooks{
+        [envelope] { return envelope.install(); }, [envelope] { return envelope.remove(); },
+        [envelope] { return envelope.addStatusLine(); }, [envelope] { return envelope.state(); }};
     installer.defaults = defaults;
     return installer;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "modules/agents/installers/StatusLineEnvelopeInstaller.h"
+
 #include <QJsonObject>
 #include <QList>
 #include <QString>
@@ -24,6 +26,9 @@ struct HookEventSpec {
 struct StatusLineHooks {
     std::function<bool()> install;
     std::function<bool()> remove;
+    // Adds a plain status line where the user has none.
+    std::function<bool()> add;
+    std::function<StatusLineState()> state;
 };
 
 // Connects one coding agent to the program by editing the agent's own hook settings: each event runs

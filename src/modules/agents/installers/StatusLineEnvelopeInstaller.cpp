@@ -4,6 +4,7 @@
 #include "modules/agents/installers/HookSettingsDocument.h"
 #include "modules/agents/installers/SettingsFile.h"
 
+#include <algorithm>
 #include <array>
 
 namespace tessary {
@@ -57,7 +58,7 @@ std::optional<QJsonObject> parsedObject(const SettingsFile::Reading& reading) {
 
 StatusLineEnvelopeInstaller StatusLineEnvelopeInstaller::forHome(const QString& homeDirectory) {
     return {homeDirectory + u"/.claude/settings.json"_s,
-            homeDirectory + u"/.tessary/statusline-original.json"_s};
+            homeDirectory + u"/.tessary/statusline-original.json"_s, homeDirectory + u"/.claude.json"_s};
 }
 
 QString StatusLineEnvelopeInstaller::envelopeHead() {
@@ -211,6 +212,31 @@ StatusLineOwner StatusLineEnvelopeInstaller::statusLineOwner() const {
     }
     const auto command = commandOf(settings->value(key));
     return command && wrapped(*command) ? StatusLineOwner::tessary : StatusLineOwner::user;
+}
+
+StatusLineState StatusLineEnvelopeInstaller::state() const {
+    StatusLineState state;
+    const auto settings = parsedObject(SettingsFile::read(settingsFile));
+    const QString key = QString::fromLatin1(statusLineKey);
+    if (settings && settings->contains(key)) {
+        const auto command = commandOf(settings->value(key));
+        const auto inside = command ? wrapped(*command) : std::nullopt;
+        state.owner = inside ? StatusLineOwner::tessary : StatusLineOwner::user;
+        state.added = inside && inside->added;
+    }
+    // A project's `.claude/settings.json` or `.claude/settings.local.json` takes the place of the user's.
+    const auto projects = parsedObject(SettingsFile::read(projectsFile));
+    const QStringList folders = projects ? projects->value(u"projects"_s).toObject().keys() : QStringList();
+    for (const QString& folder : folders.first(std::min(folders.size(), projectLimit))) {
+        for (const QString& name : {u"settings.json"_s, u"settings.local.json"_s}) {
+            const auto own = parsedObject(SettingsFile::read(folder + u"/.claude/"_s + name));
+            if (own && own->value(key).isObject()) {
+                state.overridingProjects.append(folder);
+                break;
+            }
+        }
+    }
+    return state;
 }
 
 bool StatusLineEnvelopeInstaller::install() const {

@@ -4,6 +4,7 @@
 
 #include <QJsonObject>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -11,6 +12,16 @@ namespace tessary {
 
 // Who owns Claude Code's status line: nobody, the user, or the program's envelope.
 enum class StatusLineOwner { absent, user, tessary };
+
+// What the settings window says of the status line.
+struct StatusLineState {
+    StatusLineOwner owner = StatusLineOwner::absent;
+    // The envelope is around the line the program added, not a command of the user's.
+    bool added = false;
+    // Project folders whose own settings set a status line, which Claude Code runs there instead.
+    QStringList overridingProjects;
+    bool operator==(const StatusLineState&) const = default;
+};
 
 // Wraps the user's status-line command in an envelope that also posts Claude Code's status-line JSON to
 // the program's listener, while the user's command goes on printing exactly as before. The envelope
@@ -24,11 +35,16 @@ public:
     static constexpr auto statusLineKey = "statusLine";
     static constexpr auto subagentStatusLineKey = "subagentStatusLine";
 
-    // `.claude/settings.json` and `.tessary/statusline-original.json` under `homeDirectory`.
+    // Projects looked at for a status line of their own, at most.
+    static constexpr qsizetype projectLimit = 200;
+
+    // `.claude/settings.json`, `.tessary/statusline-original.json` and `.claude.json` under `homeDirectory`.
     static StatusLineEnvelopeInstaller forHome(const QString& homeDirectory);
 
     QString settingsFile;
     QString originalFile;
+    // Claude Code's own record of the projects it has run in.
+    QString projectsFile;
 
     // Wraps every command status line that isn't already wrapped in the current envelope. True when
     // the settings hold the envelope afterwards or there was nothing to wrap.
@@ -40,6 +56,7 @@ public:
 
     [[nodiscard]] bool isInstalled() const { return statusLineOwner() == StatusLineOwner::tessary; }
     [[nodiscard]] StatusLineOwner statusLineOwner() const;
+    [[nodiscard]] StatusLineState state() const;
 
     // The envelope's first part: the post to the listener, detached and limited to one second.
     [[nodiscard]] static QString envelopeHead();

@@ -127,6 +127,21 @@ private slots:
         QCOMPARE(commandIn(m_installer.settingsFile), u"mine"_s);
     }
 
+    void aProjectsOwnStatusLineIsNamed() {
+        writeFile(m_home.filePath(u"api/.claude/settings.local.json"_s),
+                  R"({"statusLine":{"type":"command"}})");
+        writeFile(m_home.filePath(u"web/.claude/settings.json"_s), R"({"model":"opus"})");
+        writeFile(
+            m_installer.projectsFile,
+            QJsonDocument(QJsonObject{{u"projects"_s, QJsonObject{{m_home.filePath(u"api"_s), QJsonObject{}},
+                                                                  {m_home.filePath(u"web"_s), QJsonObject{}},
+                                                                  {m_home.filePath(u"gone"_s), 1}}}})
+                .toJson());
+        QVERIFY(m_installer.addStatusLine());
+        QCOMPARE(m_installer.state(),
+                 (StatusLineState{StatusLineOwner::tessary, true, {m_home.filePath(u"api"_s)}}));
+    }
+
     void aLostOriginalsFileStillRestores() {
         const QString command = u"echo 'kept'"_s;
         writeFile(m_installer.settingsFile,
