@@ -1,8 +1,10 @@
 // What one installed hook costs the agent: the shell command of AgentHookInstaller run as the agents run
 // it (bash -c, the event's JSON on standard input), with the program not running (no endpoint file),
 // with a listener that answers 204 on loopback, and with an endpoint file left behind by a listener
-// that is gone (the connection is refused).
+// that is gone (the connection is refused). And what the status-line envelope adds to the user's own
+// status line, run as Claude Code runs it (/bin/sh -c), against the same line unwrapped.
 #include "modules/agents/installers/AgentHookInstaller.h"
+#include "modules/agents/installers/StatusLineEnvelopeInstaller.h"
 
 #include <QByteArray>
 #include <QDir>
@@ -122,8 +124,9 @@ struct Home {
     }
 };
 
-// Runs `bash -c command` with HOME set and the body on standard input; gives its exit status.
-int runHook(const std::string& command, const std::string& home) {
+// Runs `shell -c command` with HOME set and the body on standard input, its output thrown away; gives its
+// exit status.
+int runHook(const std::string& command, const std::string& home, std::string shell = "/bin/bash") {
     int input[2];
     if (::pipe2(input, O_CLOEXEC) != 0) {
         return -1;
@@ -131,6 +134,7 @@ int runHook(const std::string& command, const std::string& home) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     std::vector<std::string> environment{"HOME=" + home, "PATH=/usr/local/bin:/usr/bin:/bin"};
     std::vector<char*> envp;
     envp.reserve(environment.size() + 1);
@@ -138,7 +142,6 @@ int runHook(const std::string& command, const std::string& home) {
         envp.push_back(entry.data());
     }
     envp.push_back(nullptr);
-    std::string shell = "/bin/bash";
     std::string flag = "-c";
     std::string text = command;
     char* argv[] = {shell.data(), flag.data(), text.data(), nullptr};
@@ -158,10 +161,11 @@ int runHook(const std::string& command, const std::string& home) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-void runCommand(benchmark::State& state, const std::string& command, const Home& home) {
+void runCommand(benchmark::State& state, const std::string& command, const Home& home,
+                const std::string& shell = "/bin/bash") {
     const std::string homePath = home.folder.path().toStdString();
     for (auto _ : state) { // NOLINT(clang-analyzer-deadcode.DeadStores): the loop variable only counts
-        if (runHook(command, homePath) != 0) {
+        if (runHook(command, homePath, shell) != 0) {
             state.SkipWithError("the hook command did not exit 0");
             return;
         }
@@ -202,8 +206,32 @@ void BM_EventHookWithListenerGone(benchmark::State& state) {
     runCommand(state, eventCommand(), home);
 }
 
+// A user's status line of the usual kind: it reads the payload and prints one line.
+const QString usersStatusLine = QStringLiteral(R"(json=$(cat); printf '%s\n' "[Opus] ${#json} bytes")");
+
+void BM_StatusLineUnwrapped(benchmark::State& state) {
+    const Home home(std::nullopt);
+    runCommand(state, usersStatusLine.toStdString(), home, "/bin/sh");
+}
+
+void BM_StatusLineWrappedWithoutProgram(benchmark::State& state) {
+    const Home home(std::nullopt);
+    runCommand(state, tessary::StatusLineEnvelopeInstaller::wrapping(usersStatusLine).toStdString(), home,
+               "/bin/sh");
+}
+
+void BM_StatusLineWrappedWithListener(benchmark::State& state) {
+    const NoContentListener listener;
+    const Home home(listener.port());
+    runCommand(state, tessary::StatusLineEnvelopeInstaller::wrapping(usersStatusLine).toStdString(), home,
+               "/bin/sh");
+}
+
 } // namespace
 
+BENCHMARK(BM_StatusLineUnwrapped)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_StatusLineWrappedWithoutProgram)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_StatusLineWrappedWithListener)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_EventHookWithoutProgram)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_EventHookWithListener)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DecisionHookWithListenerNoOpinion)->Unit(benchmark::kMillisecond);
