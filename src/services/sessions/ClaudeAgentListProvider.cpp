@@ -45,10 +45,11 @@ QProcessEnvironment ClaudeAgentListProvider::environment(QProcessEnvironment bas
 }
 
 ClaudeAgentListProvider::ClaudeAgentListProvider(const ProcessRunner& runner, QStringList candidates,
-                                                 QString jobsDirectory)
+                                                 QString jobsDirectory, const QProcessEnvironment& base)
     : m_runner(runner)
     , m_candidates(std::move(candidates))
-    , m_jobsDirectory(std::move(jobsDirectory)) {}
+    , m_jobsDirectory(std::move(jobsDirectory))
+    , m_environment(environment(base)) {}
 
 QString ClaudeAgentListProvider::executable() const {
     return Shell::firstExecutable(m_candidates);
@@ -59,8 +60,8 @@ std::optional<ClaudeAgentList> ClaudeAgentListProvider::read() const {
     if (tool.isEmpty()) {
         return std::nullopt;
     }
-    const ShellResult result = m_runner.run(tool, {u"agents"_s, u"--json"_s, u"--all"_s}, timeout,
-                                            environment(QProcessEnvironment::systemEnvironment()));
+    const ShellResult result =
+        m_runner.run(tool, {u"agents"_s, u"--json"_s, u"--all"_s}, timeout, m_environment);
     const auto* outcome = std::get_if<ShellOutcome>(&result);
     if (outcome == nullptr || outcome->status != 0) {
         return std::nullopt;

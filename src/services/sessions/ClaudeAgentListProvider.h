@@ -27,8 +27,10 @@ public:
     // Node script that finds `node` there.
     static QProcessEnvironment environment(QProcessEnvironment base);
 
-    // `runner` must outlive the provider.
-    ClaudeAgentListProvider(const ProcessRunner& runner, QStringList candidates, QString jobsDirectory);
+    // `runner` must outlive the provider. The tool runs in `base` (the program's own environment)
+    // with its PATH extended.
+    ClaudeAgentListProvider(const ProcessRunner& runner, QStringList candidates, QString jobsDirectory,
+                            const QProcessEnvironment& base = QProcessEnvironment::systemEnvironment());
 
     // The first candidate that is an executable file; empty without one.
     [[nodiscard]] QString executable() const;
@@ -39,6 +41,7 @@ private:
     const ProcessRunner& m_runner;
     QStringList m_candidates;
     QString m_jobsDirectory;
+    QProcessEnvironment m_environment;
 };
 
 } // namespace tessary
