@@ -13,9 +13,11 @@ QList<AgentSession> ClaudeStatusLineUse::sessions(QList<AgentSession> sessions,
             *found->contextWindowSize <= 0) {
             continue;
         }
+        // The percentage is whole: the tokens behind it are exact where the payload has them.
         const double share = std::clamp(*found->usedPercentage, 0.0, 100.0) / 100.0;
         session.contextWindow = *found->contextWindowSize;
-        session.contextTokens = std::llround(share * static_cast<double>(*found->contextWindowSize));
+        session.contextTokens = found->contextTokens.value_or(
+            std::llround(share * static_cast<double>(*found->contextWindowSize)));
     }
     return sessions;
 }

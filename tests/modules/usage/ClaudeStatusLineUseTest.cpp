@@ -48,6 +48,12 @@ private slots:
         QTest::newRow("reported") << QByteArray(R"({"session_id":"s","context_window":{"used_percentage":25,)"
                                                 R"("context_window_size":200000}})")
                                   << qint64{50000} << std::optional<qint64>(200000);
+        QTest::newRow("exact tokens")
+            << QByteArray(R"({"session_id":"s","context_window":{"used_percentage":2,)"
+                          R"("context_window_size":1000000,"current_usage":{"input_tokens":100,)"
+                          R"("output_tokens":10,"cache_creation_input_tokens":500,)"
+                          R"("cache_read_input_tokens":20000}}})")
+            << qint64{20600} << std::optional<qint64>(1000000);
         // The first payload of a session has no percentage yet: the transcript's figure stands.
         QTest::newRow("null percentage")
             << QByteArray(

@@ -99,6 +99,13 @@ std::optional<ClaudeStatusLinePayload> ClaudeStatusLineStore::read(const QJsonOb
     reading.usedPercentage = finiteNumber(context, "used_percentage");
     reading.contextWindowSize = wholeNumber(context, "context_window_size");
     reading.totalInputTokens = wholeNumber(context, "total_input_tokens");
+    if (const auto usage = json::object(context, QLatin1StringView("current_usage"))) {
+        qint64 tokens = 0;
+        for (const char* key : {"input_tokens", "cache_creation_input_tokens", "cache_read_input_tokens"}) {
+            tokens += std::max<qint64>(0, wholeNumber(*usage, key).value_or(0));
+        }
+        reading.contextTokens = tokens;
+    }
     reading.linesAdded = wholeNumber(cost, "total_lines_added");
     reading.linesRemoved = wholeNumber(cost, "total_lines_removed");
     reading.fiveHour = rateWindow(limits, "five_hour");

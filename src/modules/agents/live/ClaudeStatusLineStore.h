@@ -27,6 +27,9 @@ struct ClaudeStatusLineReading {
     std::optional<double> usedPercentage;
     std::optional<qint64> contextWindowSize;
     std::optional<qint64> totalInputTokens;
+    // The tokens of the last request's context (input, cache written and cache read): what the
+    // percentage was worked out from, whole.
+    std::optional<qint64> contextTokens;
     std::optional<qint64> linesAdded;
     std::optional<qint64> linesRemoved;
     std::optional<RateWindow> fiveHour;
