@@ -8,7 +8,7 @@ namespace tessary {
 using namespace Qt::StringLiterals;
 
 QString AgentChange::clipped(const QString& title, qsizetype limit) {
-    const QString simplified = title.simplified();
+    QString simplified = title.simplified();
     if (limit < 1 || simplified.size() <= limit) {
         return simplified;
     }

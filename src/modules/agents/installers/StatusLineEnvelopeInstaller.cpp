@@ -256,11 +256,13 @@ bool StatusLineEnvelopeInstaller::addStatusLine() const {
 // holds its user's command.
 bool StatusLineEnvelopeInstaller::apply(DiagnosticLiteral event, Editing edit, bool createsSettings) const {
     const auto log = [event](bool succeeded) {
-        const DiagnosticFields fields{{"ok", DiagnosticValue::boolean(succeeded)}};
+        const auto fields = [succeeded] {
+            return DiagnosticFields{{"ok", DiagnosticValue::boolean(succeeded)}};
+        };
         if (succeeded) {
-            DiagnosticLog::debug(DiagnosticCategory::hooks, event, [&] { return fields; });
+            DiagnosticLog::debug(DiagnosticCategory::hooks, event, fields);
         } else {
-            DiagnosticLog::error(DiagnosticCategory::hooks, event, [&] { return fields; });
+            DiagnosticLog::error(DiagnosticCategory::hooks, event, fields);
         }
         return succeeded;
     };

@@ -90,7 +90,8 @@ std::optional<ClaudeAgentList> ClaudeAgentList::parse(QByteArrayView json) {
         return std::nullopt;
     }
     ClaudeAgentList list;
-    for (const QJsonValue& value : document.array()) {
+    const QJsonArray entries = document.array();
+    for (const auto& value : entries) {
         const QJsonObject entry = value.toObject();
         const std::optional<QString> sessionID = text(entry, "sessionId"_L1);
         if (!sessionID) {
