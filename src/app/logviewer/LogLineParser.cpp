@@ -1,4 +1,6 @@
 #include "app/logviewer/LogEntry.h"
+#include "core/diagnostics/CrashMarker.h"
+#include "core/diagnostics/DiagnosticLine.h"
 #include "core/records/EnumText.h"
 
 #include <algorithm>
@@ -70,6 +72,17 @@ LogEntry parse(QByteArrayView line) {
     const QString& text = entry.message;
     if (text.startsWith(u"--- "_s) && text.endsWith(u" ---"_s) && text.size() > 8) {
         entry.kind = LogEntry::Kind::notice;
+        return entry;
+    }
+
+    // The crash marker: a log line whose time is counted in seconds, as the signal handler writes it.
+    if (const auto marker = CrashMarker::parse(line)) {
+        entry.kind = LogEntry::Kind::line;
+        entry.time = marker->at;
+        entry.timestamp = DiagnosticLine::timestamp(marker->at, std::nullopt);
+        entry.category = DiagnosticCategory::crash;
+        entry.level = DiagnosticLevel::error;
+        entry.message = u"signal name="_s + marker->name + u" number="_s + QString::number(marker->signal);
         return entry;
     }
 

@@ -39,6 +39,11 @@ void LogLineParserTest::parses_data() {
     QTest::newRow("dropped lines notice")
         << "--- 2 diagnostic lines dropped: the file queue was full ---"_ba << notice << QString()
         << QString() << u"--- 2 diagnostic lines dropped: the file queue was full ---"_s;
+    QTest::newRow("crash marker") << "epoch=1767225600 crash error signal name=SIGBUS number=7"_ba << line
+                                  << u"crash"_s << u"error"_s << u"signal name=SIGBUS number=7"_s;
+    QTest::newRow("marker with a wrong name")
+        << "epoch=1767225600 crash error signal name=SIGBUS number=10"_ba << damaged << QString() << QString()
+        << u"epoch=1767225600 crash error signal name=SIGBUS number=10"_s;
     QTest::newRow("no message") << "2026-03-14T09:26:53.589+01:00 panel info"_ba << damaged << QString()
                                 << QString() << u"2026-03-14T09:26:53.589+01:00 panel info"_s;
     QTest::newRow("blank message") << "2026-03-14T09:26:53.589+01:00 panel info   "_ba << damaged << QString()
