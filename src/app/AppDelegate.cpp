@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "app/Diagnostics.h"
 #include "app/GitHubWidgets.h"
 #include "app/StatusMenu.h"
 #include "app/SystemWidgets.h"
@@ -140,6 +141,14 @@ void AppDelegate::applicationDidFinishLaunching() {
         };
     });
     m_localization = Localization::forSetting(settings.language);
+    {
+        const auto sink = DiagnosticLogger::shared().sink();
+        m_diagnostics = std::make_unique<Diagnostics>(Diagnostics::Inputs{
+            m_environment.defaults, m_environment.processes,
+            sink ? sink->directory() : DiagnosticFileSink::defaultDirectory(),
+            [this] { return m_localization; }, [this] { return m_settingsStore.settings(); }});
+        m_diagnostics->checkPreviousRun();
+    }
 
     observeSettings();
 
@@ -170,6 +179,7 @@ void AppDelegate::applicationDidFinishLaunching() {
             m_workspaceCoordinator->beginNotchEditing(*displayID);
         }
     };
+    actions.exportDiagnostics = [this] { m_diagnostics->exportDiagnostics(nullptr); };
     actions.quit = [] { QCoreApplication::quit(); };
     m_statusMenu = std::make_unique<StatusMenu>(m_model, actions);
     m_statusMenu->setLocalization(m_localization);
@@ -228,6 +238,7 @@ void AppDelegate::openSettings(SettingsSection section) {
         };
         inputs.logsFolder = logs;
         inputs.showLog = [this] { m_logViewer->show(m_localization); };
+        inputs.exportDiagnostics = [this](QWidget* parent) { m_diagnostics->exportDiagnostics(parent); };
         inputs.previewSound = [](const QString& soundName) { PermissionCardBinding::playSound(soundName); };
         m_settingsWindow = std::make_unique<SettingsWindow>(m_settingsStore, std::move(inputs));
         // A display plugged in or out while the window is open shows at once.

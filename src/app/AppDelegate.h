@@ -27,6 +27,7 @@ class AgentProcessScanning;
 class ClaudeTokenSource;
 class AppDelegate;
 class Clock;
+class Diagnostics;
 class HookListener;
 class LogViewerController;
 class LoginItem;
@@ -100,6 +101,7 @@ public:
     // Made on the first openSettings.
     [[nodiscard]] SettingsWindow* settingsWindow() const { return m_settingsWindow.get(); }
     [[nodiscard]] LogViewerController* logViewer() const { return m_logViewer.get(); }
+    [[nodiscard]] Diagnostics* diagnostics() const { return m_diagnostics.get(); }
     // The first-run window while it stands; gone once it was answered.
     [[nodiscard]] OnboardingWindow* onboardingWindow() const { return m_onboarding.get(); }
     [[nodiscard]] const UsageWidgets& usageWidgets() const { return *m_usageWidgets; }
@@ -136,6 +138,7 @@ private:
     std::unique_ptr<StatusMenu> m_statusMenu;
     std::unique_ptr<SettingsWindow> m_settingsWindow;
     std::unique_ptr<LogViewerController> m_logViewer;
+    std::unique_ptr<Diagnostics> m_diagnostics;
     std::unique_ptr<QSystemTrayIcon> m_trayIcon;
     // Last, so that it goes first: it holds on to the listener and the loop.
     std::unique_ptr<QObject> m_permissionCard;

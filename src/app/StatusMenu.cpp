@@ -70,6 +70,9 @@ void StatusMenu::rebuild() {
         m_editNotch = add(u"Edit notch…"_s, m_actions.editNotch);
     }
     add(u"Settings…"_s, m_actions.openSettings);
+    if (m_actions.exportDiagnostics) {
+        add(u"Export Diagnostics…"_s, m_actions.exportDiagnostics);
+    }
     add(shown.updateAvailable ? u"Update available…"_s : u"Check for Updates…"_s, m_actions.checkForUpdates);
     m_menu.addSeparator();
     add(u"Quit Tessary"_s, m_actions.quit);

@@ -22,6 +22,7 @@ public:
     struct Actions {
         std::function<void()> requestAccessibilityAccess;
         std::function<void()> openSettings; // empty while there is no settings window
+        std::function<void()> exportDiagnostics;
         std::function<void()> editNotch;
         std::function<void()> checkForUpdates; // empty where there is no updater
         std::function<void()> quit;

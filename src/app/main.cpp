@@ -3,8 +3,10 @@
 #include "app/StatusMenu.h"
 #include "app/TessaryApplication.h"
 #include "app/UnixSignals.h"
+#include "core/diagnostics/CrashExceptionDeduplicator.h"
 #include "core/diagnostics/DiagnosticLog.h"
 #include "core/time/Clock.h"
+#include "platform/crash/CrashCapture.h"
 #include "platform/credentials/linux/ClaudeCredentialsFile.h"
 #include "platform/keygrab/linux/X11ShortcutGrab.h"
 #include "platform/loginitem/linux/XdgAutostartLoginItem.h"
@@ -75,6 +77,10 @@ int main(int argc, char** argv) {
     QSettings defaults; // organization and application "Tessary": ~/.config/Tessary/Tessary.conf
     // The log file first, so that everything after it can be told.
     const auto logSink = DiagnosticLog::startFileLogging();
+    // Then the crash marker, which writes into that file's descriptor.
+    CrashCapture::installSignalMarker(logSink ? logSink->descriptor() : -1);
+    CrashExceptionDeduplicator exceptionDeduplicator;
+    CrashCapture::installUncaughtExceptionHandler(DiagnosticLogger::shared(), exceptionDeduplicator);
 
     XdgAutostartLoginItem loginItem;
     SystemClock clock;

@@ -594,6 +594,14 @@ QWidget* SettingsWindow::buildAdvanced(Pane& pane) {
         connect(showLog, &QPushButton::clicked, this, [this] { m_inputs.showLog(); });
         buttonRow->addWidget(showLog);
     }
+    if (m_inputs.exportDiagnostics) {
+        auto* exportButton = new QPushButton(text(u"E&xport Diagnostics…"_s), buttons);
+        exportButton->setObjectName(u"exportDiagnostics"_s);
+        exportButton->setAccessibleName(withoutMnemonic(exportButton->text()));
+        exportButton->setAutoDefault(false);
+        connect(exportButton, &QPushButton::clicked, this, [this] { m_inputs.exportDiagnostics(this); });
+        buttonRow->addWidget(exportButton);
+    }
     auto* openFolder = new QPushButton(text(u"Open Logs &Folder"_s), buttons);
     openFolder->setObjectName(u"openLogsFolder"_s);
     openFolder->setAccessibleName(withoutMnemonic(openFolder->text()));

@@ -38,6 +38,8 @@ struct SettingsWindowInputs {
     std::function<bool(const QUrl&)> openUrl;
     // Opens the log viewer; the button is left out without it.
     std::function<void()> showLog;
+    // Empty: no export button.
+    std::function<void(QWidget* parent)> exportDiagnostics;
     // Plays a question sound by its platform name when the user picks it, so that it can be heard.
     std::function<void(const QString& soundName)> previewSound;
 };
