@@ -109,8 +109,8 @@ void AppDelegateTest::menuListsItsEntriesInOrder() {
     delegate->applicationDidFinishLaunching();
     QMenu* menu = delegate->statusMenu()->menu();
     // No accessibility permission exists on this platform, and no notch is docked.
-    QCOMPARE(entries(menu), (QStringList{u"--"_s, u"--"_s, u"Settings…"_s, u"Check for Updates…"_s, u"--"_s,
-                                         u"Quit Tessary"_s}));
+    QCOMPARE(entries(menu), (QStringList{u"--"_s, u"--"_s, u"Settings…"_s, u"Export Diagnostics…"_s,
+                                         u"Check for Updates…"_s, u"--"_s, u"Quit Tessary"_s}));
     QVERIFY(!testing::menuEntry(menu, u"Check for Updates…"_s)->isEnabled()); // no updater on this platform
     QVERIFY(testing::menuEntry(menu, u"Quit Tessary"_s)->isEnabled());
 
