@@ -2,6 +2,7 @@
 
 #include "modules/usage/ClaudeStatusLineUse.h"
 
+#include <QFileInfo>
 #include <QSet>
 #include <QStringList>
 
@@ -82,15 +83,30 @@ AgentChanges::Reading UsageSessionRows::changeReading(const SessionStore& sessio
     changes.prompts = events.lastPrompts();
     changes.sessionEnds = events.sessionEnds();
     if (const std::optional<ClaudeAgentList::Reading> list = events.agentListReading()) {
+        // Without a name, a session goes by its project's folder rather than by its id.
         for (const ClaudeAgentList::Session& listed : list->list.sessions) {
-            if (listed.name) {
+            if (listed.name && !listed.name->isEmpty()) {
                 changes.titles.insert(listed.sessionID, *listed.name);
+            } else if (listed.directory && !listed.directory->isEmpty()) {
+                changes.titles.insert(listed.sessionID, QFileInfo(*listed.directory).fileName());
+            }
+        }
+        for (const ClaudeAgentList::BackgroundAgent& agent : list->list.background) {
+            if (!changes.titles.contains(agent.sessionID) && agent.directory && !agent.directory->isEmpty()) {
+                changes.titles.insert(agent.sessionID, QFileInfo(*agent.directory).fileName());
             }
         }
     }
     for (const AgentSession& session : sessions.sessions()) {
         if (const QString title = session.displayTitle(); !title.isEmpty()) {
             changes.titles.insert(session.id, title);
+        }
+    }
+    for (const PendingPermission& request : changes.requests) {
+        if (!changes.titles.contains(request.sessionID)) {
+            if (const auto title = request.sessionTitle ? request.sessionTitle : request.project) {
+                changes.titles.insert(request.sessionID, *title);
+            }
         }
     }
     return AgentChanges::pending(changes);

@@ -7,11 +7,20 @@
 #include "modules/agents/permissions/PermissionSummary.h"
 #include "modules/sessions/AgentArguments.h"
 
+#include <QFileInfo>
 #include <QUuid>
 
 namespace tessary {
 
 namespace {
+
+// A session the program doesn't know yet (its transcript not read) goes by its folder's name.
+std::optional<QString> projectOf(const HookEventRouter::SessionCaption& caption, const HookEvent& event) {
+    if (caption.project || !event.directory || event.directory->isEmpty()) {
+        return caption.project;
+    }
+    return QFileInfo(*event.directory).fileName();
+}
 QString newRequestID() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces);
 }
@@ -184,7 +193,7 @@ HookEventRouter::permissionRequest(const HookEvent& event, const hook::Permissio
     pending.files = permissionFiles(tool, event.toolInput);
     pending.networkTarget = permissionNetworkTarget(tool, event.toolInput);
     pending.sessionTitle = sessionCaption.title;
-    pending.project = sessionCaption.project;
+    pending.project = projectOf(sessionCaption, event);
     pending.directory = event.directory;
     pending.sessionColor = sessionCaption.color;
     pending.question = AgentQuestion::read(tool, event.toolInput);
@@ -211,7 +220,7 @@ void HookEventRouter::noteUnansweredQuestion(const HookEvent& event, const Agent
     pending.tool = displayTool;
     pending.summary = summary;
     pending.sessionTitle = sessionCaption.title;
-    pending.project = sessionCaption.project;
+    pending.project = projectOf(sessionCaption, event);
     pending.directory = event.directory;
     pending.sessionColor = sessionCaption.color;
     pending.question = question;

@@ -363,6 +363,14 @@ void HookRoutingTest::captionsComeFromTheSessionList() {
     QCOMPARE(pending.directory, std::nullopt);
     QCOMPARE(pending.askedAt, m_clock.now());
     QCOMPARE(m_listener->heldRequests(), QStringList{u"toolu_7"_s});
+
+    // A session not listed yet goes by its folder's name.
+    m_listener->describeSession = [](const QString&) { return HookListener::SessionCaption{}; };
+    const bool secondHeld =
+        handle(R"({"session_id":"d","hook_event_name":"PermissionRequest","tool_name":"Bash",)"
+               R"("tool_use_id":"toolu_8","cwd":"/home/me/work/api","tool_input":{"command":"make"}})");
+    QVERIFY(secondHeld);
+    QCOMPARE(m_store->pendingPermissions().last().project, u"api"_s);
 }
 
 void HookRoutingTest::officialListReleasesWhatTheTerminalAnswered() {
