@@ -79,7 +79,8 @@ void Diagnostics::exportDiagnostics(QWidget* parent) {
             DiagnosticsArchive::write(chosen, DiagnosticsArchive::contents(logs, about, reports));
         return std::make_pair(!error.has_value(), static_cast<qint64>(reports.size()));
     }).then(this, [this, chosen](std::pair<bool, qint64> result) {
-        const auto [succeeded, reports] = result;
+        const bool succeeded = result.first;
+        const qint64 reports = result.second;
         const auto fields = [reports] {
             return DiagnosticFields{{"reports", DiagnosticValue::count(reports)}};
         };

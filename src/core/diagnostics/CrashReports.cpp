@@ -38,7 +38,8 @@ std::vector<CrashReport> CrashReports::fromCoredumpJson(QByteArrayView json, con
     }
     // Microseconds since 1970, up to the year 9999.
     constexpr double latestMicroseconds = 253'402'300'799.0 * 1e6;
-    for (const QJsonValue& entry : document.array()) {
+    const QJsonArray entries = document.array();
+    for (const auto& entry : entries) {
         const QJsonObject object = entry.toObject();
         const QJsonValue exe = object.value(u"exe"_s);
         const double time = object.value(u"time"_s).toDouble(-1);

@@ -34,7 +34,7 @@ CrashHistory::CrashHistory(QString logsDirectory, const ProcessRunner* runner, Q
 std::vector<CrashReport> CrashHistory::reports() const {
     std::vector<CrashReport> reports;
     const QDir folder(m_logsDirectory);
-    for (const QString name : {u"tessary.log"_s, u"tessary.1.log"_s}) {
+    for (const QString& name : {u"tessary.log"_s, u"tessary.1.log"_s}) {
         const auto found = CrashReports::fromLog(tailOf(folder.filePath(name), readLimit));
         reports.insert(reports.end(), found.begin(), found.end());
     }

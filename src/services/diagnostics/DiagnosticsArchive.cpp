@@ -16,7 +16,7 @@ std::vector<DiagnosticsArchive::Entry> DiagnosticsArchive::contents(const QStrin
                                                                     const std::vector<CrashReport>& reports) {
     std::vector<Entry> entries;
     const QDir folder(logsDirectory);
-    for (const QString name : {u"tessary.log"_s, u"tessary.1.log"_s}) {
+    for (const QString& name : {u"tessary.log"_s, u"tessary.1.log"_s}) {
         QFile file(folder.filePath(name));
         if (!file.open(QIODevice::ReadOnly)) {
             continue;

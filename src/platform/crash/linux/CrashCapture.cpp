@@ -118,19 +118,19 @@ void CrashCapture::recordCurrentException(const char* origin, DiagnosticLogger& 
     if (!current) {
         return;
     }
-    // The exception object's address is its identity; the pointer is compared, never read.
+    // The exception object's address is its identity: the same object thrown on is caught at the same
+    // address. An exception of another kind has none and is always written.
     const void* identity = nullptr;
-    static_assert(sizeof(identity) == sizeof(current));
-    std::memcpy(&identity, &current, sizeof(identity));
-    if (!deduplicator.shouldRecord(identity, QDateTime::currentDateTimeUtc())) {
-        return;
-    }
     std::optional<QString> reason;
     try {
         std::rethrow_exception(current);
     } catch (const std::exception& exception) {
+        identity = &exception;
         reason = QString::fromUtf8(exception.what());
     } catch (...) {
+    }
+    if (identity != nullptr && !deduplicator.shouldRecord(identity, QDateTime::currentDateTimeUtc())) {
+        return;
     }
     const QString header =
         logger.formattedLine(DiagnosticLevel::error, DiagnosticCategory::crash, "exception",
