@@ -91,9 +91,10 @@ AgentChanges::Reading UsageSessionRows::changeReading(const SessionStore& sessio
                 changes.titles.insert(listed.sessionID, QFileInfo(*listed.directory).fileName());
             }
         }
-        for (const ClaudeAgentList::BackgroundAgent& agent : list->list.background) {
-            if (!changes.titles.contains(agent.sessionID) && agent.directory && !agent.directory->isEmpty()) {
-                changes.titles.insert(agent.sessionID, QFileInfo(*agent.directory).fileName());
+        for (const ClaudeAgentList::BackgroundAgent& listedAgent : list->list.background) {
+            if (!changes.titles.contains(listedAgent.sessionID) && listedAgent.directory &&
+                !listedAgent.directory->isEmpty()) {
+                changes.titles.insert(listedAgent.sessionID, QFileInfo(*listedAgent.directory).fileName());
             }
         }
     }
