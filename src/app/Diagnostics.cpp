@@ -89,18 +89,18 @@ void Diagnostics::exportDiagnostics(QWidget* parent) {
         } else {
             DiagnosticLog::error(DiagnosticCategory::app, "diagnostics.export", fields);
         }
-        const Localization text = m_inputs.localization();
+        const Localization said = m_inputs.localization();
         if (succeeded) {
             showMessage(
-                QMessageBox::Information, text.text(u"Diagnostics exported"_s),
-                text.format(u"Saved %1."_s, QFileInfo(chosen).fileName()),
-                text.text(u"The file holds the logs and a short report, with no paths, prompts, commands "
+                QMessageBox::Information, said.text(u"Diagnostics exported"_s),
+                said.format(u"Saved %1."_s, QFileInfo(chosen).fileName()),
+                said.text(u"The file holds the logs and a short report, with no paths, prompts, commands "
                           u"or tokens."_s),
                 false);
         } else {
-            showMessage(QMessageBox::Warning, text.text(u"Could not export diagnostics"_s),
-                        text.text(u"Could not export diagnostics"_s),
-                        text.text(u"Open the logs folder and send the files by hand."_s), false);
+            showMessage(QMessageBox::Warning, said.text(u"Could not export diagnostics"_s),
+                        said.text(u"Could not export diagnostics"_s),
+                        said.text(u"Open the logs folder and send the files by hand."_s), false);
         }
         emit exportFinished(succeeded);
     });
