@@ -28,6 +28,8 @@
 #include <QSystemTrayIcon>
 #include <QTimer>
 
+#include <algorithm>
+
 namespace tessary {
 
 using namespace Qt::StringLiterals;
@@ -71,6 +73,18 @@ AppDelegate::AppDelegate(AppEnvironment environment, QObject* parent)
         }
         return QtFuture::makeReadyFuture();
     });
+    // A session is in front when its agent runs in the frontmost window's process or below it (a
+    // terminal, its shell, the agent): its changes are seen there and need no notice.
+    m_usageWidgets->isSessionInFront = [this](const QString& sessionID) {
+        const qint32 agent = m_liveAgents->agentPIDs().value(sessionID);
+        const std::optional<WorkspaceSnapshot> workspace = m_model.workspace();
+        if (agent <= 1 || !workspace || !workspace->activeWindow || workspace->activeWindow->ownerPID <= 1) {
+            return false;
+        }
+        const std::int32_t front = workspace->activeWindow->ownerPID;
+        const std::vector<std::int32_t> above = m_proc.ancestors(agent);
+        return agent == front || std::find(above.cbegin(), above.cend(), front) != above.cend();
+    };
     // The card names a held request's session by what the session list knows of it.
     const auto findSession = [this](const QString& sessionID) {
         return m_usageWidgets->findSession(sessionID);

@@ -6,6 +6,7 @@
 #include "core/settings/SettingsStore.h"
 #include "core/settings/SurfacePositionStore.h"
 #include "modulekit/ModuleEventBus.h"
+#include "platform/procfs/ProcFileSystem.h"
 #include "services/github/GitHubCLIProvider.h"
 #include "services/workspace/AppModel.h"
 #include "services/workspace/Surface.h"
@@ -126,6 +127,8 @@ private:
     ModuleEventBus m_bus;
     SurfacePositionStore m_positionStore;
     std::unique_ptr<AgentEventStore> m_liveAgents;
+    // Which process a session's agent runs under, to tell whether its terminal is in front.
+    ProcFileSystem m_proc;
     std::unique_ptr<HookListener> m_hookListener;
     std::unique_ptr<WorkspaceCoordinator> m_workspaceCoordinator;
     std::unique_ptr<SystemWidgets> m_systemWidgets;

@@ -3,6 +3,7 @@
 #include "app/StatusMenu.h"
 #include "app/UsageWidgets.h"
 #include "app/onboarding/OnboardingWindow.h"
+#include "modules/agents/live/AgentEventStore.h"
 #include "services/hooks/HookListener.h"
 #include "services/monitoring/Scheduler.h"
 #include "services/workspace/WorkspaceCoordinator.h"
@@ -11,6 +12,7 @@
 #include <QApplication>
 #include <QFile>
 #include <QMenu>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -30,6 +32,7 @@ private slots:
     void problemSectionShowsTheError();
     void quitEntryEndsTheEventLoop();
     void workspaceLoopRunsBetweenLaunchAndTerminate();
+    void aSessionBelowTheFrontWindowIsInFront();
     void usageWaitsForTheFirstRunToBeAnswered_data();
     void usageWaitsForTheFirstRunToBeAnswered();
 
@@ -170,6 +173,35 @@ void AppDelegateTest::workspaceLoopRunsBetweenLaunchAndTerminate() {
     QVERIFY(!delegate->model().isMonitoring());
     m_app->scheduler.advance(10);
     QCOMPARE(m_app->reader.reads, 2);
+}
+
+void AppDelegateTest::aSessionBelowTheFrontWindowIsInFront() {
+    // The agent runs below this test's process, which owns the front window.
+    QProcess agentProcess;
+    agentProcess.start(u"sleep"_s, {u"30"_s});
+    QVERIFY(agentProcess.waitForStarted());
+    const auto agent = static_cast<qint32>(agentProcess.processId());
+    WindowSnapshot window;
+    window.id = 7;
+    window.ownerPID = static_cast<std::int32_t>(QCoreApplication::applicationPid());
+    window.frame = QRectF(0, 0, 800, 600);
+    m_app->reader.snapshot->windows = {window};
+    m_app->reader.snapshot->activeWindow = window;
+    auto delegate = makeDelegate();
+    delegate->applicationDidFinishLaunching();
+    delegate->liveAgents().note(u"below"_s, agent);
+    delegate->liveAgents().note(u"elsewhere"_s, 1);
+    const auto& inFront = delegate->usageWidgets().isSessionInFront;
+    QVERIFY(inFront(u"below"_s));
+    QVERIFY(!inFront(u"elsewhere"_s));
+    QVERIFY(!inFront(u"unknown"_s));
+    // Another window in front: the session is no longer seen.
+    window.ownerPID = agent + 100000;
+    m_app->reader.snapshot->activeWindow = window;
+    m_app->scheduler.advance(0.4);
+    QVERIFY(!inFront(u"below"_s));
+    agentProcess.kill();
+    agentProcess.waitForFinished();
 }
 
 void AppDelegateTest::usageWaitsForTheFirstRunToBeAnswered_data() {
