@@ -2,6 +2,7 @@
 // model API by tests/support/agents-offline), read by the session reader as the monitor would read them.
 #include "core/time/Clock.h"
 #include "modules/sessions/ClaudeSessionFileProvider.h"
+#include "support/OfflineAgents.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -11,15 +12,12 @@
 #include <QTest>
 
 using namespace tessary;
+using namespace tessary::testing;
 using namespace Qt::StringLiterals;
 
 namespace {
 
 bool skippedForLackOfAgents = false;
-
-QString script() {
-    return qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/support/agents-offline"_s;
-}
 
 QList<AgentSession> fetched(const ClaudeSessionFileProvider& provider) {
     SessionFetchResult result = provider.fetchSessions(20);
@@ -52,21 +50,13 @@ private:
 
 void ClaudeTranscriptsOfflineTest::initTestCase() {
     QVERIFY(m_home.isValid() && m_work.isValid());
-    QProcess ensure;
-    ensure.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    ensure.start(script(), {u"ensure"_s});
-    QVERIFY(ensure.waitForFinished(15 * 60 * 1000));
-    if (ensure.exitCode() == 77) {
+    const OfflineAgents agents = installOfflineAgents();
+    if (agents.status == 77) {
         skippedForLackOfAgents = true;
         QSKIP("Claude Code cannot be installed: the npm registry is out of reach");
     }
-    QCOMPARE(ensure.exitCode(), 0);
-    QString claude;
-    for (const QByteArray& line : ensure.readAllStandardOutput().split('\n')) {
-        if (line.startsWith("claude ")) {
-            claude = QString::fromLocal8Bit(line.mid(7));
-        }
-    }
+    QCOMPARE(agents.status, 0);
+    const QString claude = agents.claude;
     if (claude.isEmpty()) {
         skippedForLackOfAgents = true;
         QSKIP("Claude Code cannot be installed: the npm registry is out of reach");
@@ -80,7 +70,7 @@ void ClaudeTranscriptsOfflineTest::initTestCase() {
 void ClaudeTranscriptsOfflineTest::run(const QString& project, const QString& scenario) {
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(script(), {u"claude"_s, m_home.path(), projectPath(project), scenario});
+    process.start(agentsOfflineScript(), {u"claude"_s, m_home.path(), projectPath(project), scenario});
     QVERIFY(process.waitForFinished(6 * 60 * 1000));
     QCOMPARE(process.exitCode(), 0);
 }
@@ -134,7 +124,8 @@ void ClaudeTranscriptsOfflineTest::growingTranscriptOfALiveRun() {
     // failure, and the last one sees the finished session.
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(script(), {u"claude"_s, m_home.path(), projectPath(u"gamma"_s), u"print-tools"_s});
+    process.start(agentsOfflineScript(),
+                  {u"claude"_s, m_home.path(), projectPath(u"gamma"_s), u"print-tools"_s});
     QVERIFY(process.waitForStarted());
     const ClaudeSessionFileProvider reader = provider();
     int readings = 0;

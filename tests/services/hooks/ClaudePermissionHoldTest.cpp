@@ -7,6 +7,7 @@
 #include "modules/agents/live/AgentEventStore.h"
 #include "platform/processes/linux/LiveAgentProcesses.h"
 #include "services/hooks/HookListener.h"
+#include "support/OfflineAgents.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,15 +18,12 @@
 #include <QTimer>
 
 using namespace tessary;
+using namespace tessary::testing;
 using namespace Qt::StringLiterals;
 
 namespace {
 
 bool skippedForLackOfAgents = false;
-
-QString script() {
-    return qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/support/agents-offline"_s;
-}
 
 QByteArray readAll(const QString& path) {
     QFile file(path);
@@ -46,16 +44,13 @@ private:
 };
 
 void ClaudePermissionHoldTest::initTestCase() {
-    QProcess ensure;
-    ensure.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    ensure.start(script(), {u"ensure"_s});
-    QVERIFY(ensure.waitForFinished(15 * 60 * 1000));
-    if (ensure.exitCode() == 77) {
+    const OfflineAgents agents = installOfflineAgents();
+    if (agents.status == 77) {
         skippedForLackOfAgents = true;
         QSKIP("Claude Code cannot be installed: the npm registry is out of reach");
     }
-    QCOMPARE(ensure.exitCode(), 0);
-    m_hasClaude = ensure.readAllStandardOutput().startsWith("claude ");
+    QCOMPARE(agents.status, 0);
+    m_hasClaude = !agents.claude.isEmpty();
 }
 
 void ClaudePermissionHoldTest::answerOnTheCard_data() {
@@ -95,7 +90,7 @@ void ClaudePermissionHoldTest::answerOnTheCard() const {
     environment.insert(u"STAND_IN_LOG"_s, apiLog);
     agent.setProcessEnvironment(environment);
     agent.setProcessChannelMode(QProcess::ForwardedChannels);
-    agent.start(script(), {u"claude"_s, home, project, u"print-tools"_s});
+    agent.start(agentsOfflineScript(), {u"claude"_s, home, project, u"print-tools"_s});
 
     // The command that needs a permission is held: the card shows it and the agent waits.
     QTRY_VERIFY_WITH_TIMEOUT(!listener.heldRequests().isEmpty() || agent.state() == QProcess::NotRunning,

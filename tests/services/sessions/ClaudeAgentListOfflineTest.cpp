@@ -8,6 +8,7 @@
 #include "services/hooks/HookListener.h"
 #include "services/sessions/ClaudeAgentListProvider.h"
 #include "services/shell/Shell.h"
+#include "support/OfflineAgents.h"
 
 #include <QDir>
 #include <QFile>
@@ -19,15 +20,12 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 using namespace tessary;
+using namespace tessary::testing;
 using namespace Qt::StringLiterals;
 
 namespace {
 
 bool skippedForLackOfAgents = false;
-
-QString script() {
-    return qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/support/agents-offline"_s;
-}
 
 } // namespace
 
@@ -48,21 +46,13 @@ private:
 };
 
 void ClaudeAgentListOfflineTest::initTestCase() {
-    QProcess ensure;
-    ensure.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    ensure.start(script(), {u"ensure"_s});
-    QVERIFY(ensure.waitForFinished(15 * 60 * 1000));
-    if (ensure.exitCode() == 77) {
+    const OfflineAgents agents = installOfflineAgents();
+    if (agents.status == 77) {
         skippedForLackOfAgents = true;
         QSKIP("Claude Code cannot be installed: the npm registry is out of reach");
     }
-    QCOMPARE(ensure.exitCode(), 0);
-    for (const QByteArray& line : ensure.readAllStandardOutput().split('\n')) {
-        const QList<QByteArray> parts = line.split(' ');
-        if (parts.size() == 2 && parts[0] == "claude") {
-            m_claude = QString::fromLocal8Bit(parts[1]);
-        }
-    }
+    QCOMPARE(agents.status, 0);
+    m_claude = agents.claude;
     if (m_claude.isEmpty()) {
         skippedForLackOfAgents = true;
         QSKIP("Claude Code cannot be installed");
@@ -73,7 +63,7 @@ void ClaudeAgentListOfflineTest::run(const QString& home, const QString& project
                                      const std::function<bool(const std::optional<ClaudeAgentList>&)>& poll) {
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.start(script(), {u"claude"_s, home, project, scenario});
+    process.start(agentsOfflineScript(), {u"claude"_s, home, project, scenario});
     QVERIFY(process.waitForStarted());
     // The list is read as the monitor reads it, on a worker, with the scenario's HOME.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

@@ -4,6 +4,7 @@
 #include "modules/usage/codex/CodexRateLimitParser.h"
 #include "services/sessions/CodexSessionMonitor.h"
 #include "support/MonitorHarness.h"
+#include "support/OfflineAgents.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -20,10 +21,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 bool skippedForLackOfAgents = false;
-
-QString script() {
-    return qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/support/agents-offline"_s;
-}
 
 // Every session file's path with its bytes, to tell that reading them wrote nothing.
 QHash<QString, QByteArray> snapshot(const QString& folder) {
@@ -60,21 +57,13 @@ private:
 void CodexSessionsOfflineTest::initTestCase() {
     QVERIFY(m_home.isValid() && m_work.isValid());
     qunsetenv("CODEX_HOME");
-    QProcess ensure;
-    ensure.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    ensure.start(script(), {u"ensure"_s});
-    QVERIFY(ensure.waitForFinished(15 * 60 * 1000));
-    QString codex;
-    for (const QByteArray& line : ensure.readAllStandardOutput().split('\n')) {
-        if (line.startsWith("codex ")) {
-            codex = QString::fromLocal8Bit(line.mid(6));
-        }
-    }
-    if (ensure.exitCode() == 77 || codex.isEmpty()) {
+    const OfflineAgents agents = installOfflineAgents();
+    const QString codex = agents.codex;
+    if (agents.status == 77 || codex.isEmpty()) {
         skippedForLackOfAgents = true;
         QSKIP("Codex cannot be installed: the npm registry is out of reach");
     }
-    QCOMPARE(ensure.exitCode(), 0);
+    QCOMPARE(agents.status, 0);
     QProcess version;
     version.start(codex, {u"--version"_s});
     QVERIFY(version.waitForFinished(60'000));
@@ -85,7 +74,7 @@ void CodexSessionsOfflineTest::initTestCase() {
 void CodexSessionsOfflineTest::run(const QString& project, const QString& scenario) {
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(script(), {u"codex"_s, m_home.path(), projectPath(project), scenario});
+    process.start(agentsOfflineScript(), {u"codex"_s, m_home.path(), projectPath(project), scenario});
     QVERIFY(process.waitForFinished(6 * 60 * 1000));
     QCOMPARE(process.exitCode(), 0);
 }

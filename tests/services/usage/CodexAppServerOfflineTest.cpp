@@ -3,6 +3,7 @@
 // signed in to a stand-in ChatGPT backend on loopback it gives the real answer.
 #include "services/shell/Shell.h"
 #include "services/usage/CodexUsageProvider.h"
+#include "support/OfflineAgents.h"
 #include "support/TestFiles.h"
 
 #include <QDir>
@@ -13,28 +14,12 @@
 #include <QTest>
 
 using namespace tessary;
+using namespace tessary::testing;
 using namespace Qt::StringLiterals;
 
 namespace {
 
 QString codexPath;
-
-// The path of the Codex that agents-offline installs; empty when it can't be had.
-QString installedCodex() {
-    QProcess ensure;
-    ensure.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    ensure.start(qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/support/agents-offline"_s,
-                 {u"ensure"_s});
-    if (!ensure.waitForFinished(15 * 60 * 1000) || ensure.exitCode() != 0) {
-        return {};
-    }
-    for (const QByteArray& line : ensure.readAllStandardOutput().split('\n')) {
-        if (line.startsWith("codex ")) {
-            return QString::fromUtf8(line.mid(6).trimmed());
-        }
-    }
-    return {};
-}
 
 QByteArray base64URL(const QByteArray& bytes) {
     return bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
@@ -141,7 +126,8 @@ private slots:
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
-    codexPath = installedCodex();
+    const OfflineAgents agents = installOfflineAgents();
+    codexPath = agents.status == 0 ? agents.codex : QString();
     if (codexPath.isEmpty()) {
         qWarning("Codex could not be installed from the npm registry: skipped");
         return 77;

@@ -5,6 +5,7 @@
 #include "modules/agents/installers/StatusLineEnvelopeInstaller.h"
 #include "modules/agents/live/ClaudeStatusLineStore.h"
 #include "modules/usage/ClaudeStatusLineUse.h"
+#include "support/OfflineAgents.h"
 
 #include <QDir>
 #include <QFile>
@@ -20,6 +21,7 @@
 #include <QTest>
 
 using namespace tessary;
+using namespace tessary::testing;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -183,10 +185,6 @@ private:
     QHash<QTcpSocket*, QByteArray> m_buffers;
 };
 
-QString script() {
-    return qEnvironmentVariable("TESSARY_SOURCE_DIR") + u"/tests/support/agents-offline"_s;
-}
-
 QByteArray readAll(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
@@ -224,23 +222,14 @@ private:
 };
 
 void AgentsOfflineTest::initTestCase() {
-    QProcess ensure;
-    ensure.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    ensure.start(script(), {u"ensure"_s});
-    QVERIFY(ensure.waitForFinished(15 * 60 * 1000));
-    if (ensure.exitCode() == 77) {
+    const OfflineAgents agents = installOfflineAgents();
+    if (agents.status == 77) {
         skippedForLackOfAgents = true;
         QSKIP("the agents cannot be installed: the npm registry is out of reach");
     }
-    QCOMPARE(ensure.exitCode(), 0);
-    for (const QByteArray& line : ensure.readAllStandardOutput().split('\n')) {
-        const QList<QByteArray> parts = line.split(' ');
-        if (parts.size() == 2 && parts[0] == "claude") {
-            m_claude = QString::fromLocal8Bit(parts[1]);
-        } else if (parts.size() == 2 && parts[0] == "codex") {
-            m_codex = QString::fromLocal8Bit(parts[1]);
-        }
-    }
+    QCOMPARE(agents.status, 0);
+    m_claude = agents.claude;
+    m_codex = agents.codex;
 }
 
 void AgentsOfflineTest::prepare(Run& run) {
@@ -264,7 +253,7 @@ void AgentsOfflineTest::runScenario(Run& run, const QString& agent, const QStrin
     environment.insert(u"AGENTS_OFFLINE_LOGIN"_s, run.login);
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::ForwardedChannels);
-    process.start(script(), {agent, run.home, run.sandbox.filePath(scenario), scenario});
+    process.start(agentsOfflineScript(), {agent, run.home, run.sandbox.filePath(scenario), scenario});
     run.listener.scenarioProcess = process.processId();
     // The listener answers on this thread while the agent runs.
     QTRY_VERIFY_WITH_TIMEOUT(process.state() == QProcess::NotRunning, 6 * 60 * 1000);
