@@ -4,22 +4,13 @@
 // blank.
 #include "modules/agents/live/ClaudeAgentList.h"
 #include "modules/agents/live/ClaudeJobNeeds.h"
+#include "support/FuzzCheck.h"
 
 #include <QByteArray>
 
 #include <cstdint>
 
-namespace {
-
 using tessary::ClaudeAgentList;
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));

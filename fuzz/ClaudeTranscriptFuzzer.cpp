@@ -5,24 +5,15 @@
 // count, a line that was read once more changes nothing, and a line that isn't an object changes
 // nothing at all.
 #include "modules/sessions/ClaudeTranscript.h"
+#include "support/FuzzCheck.h"
 
 #include <QByteArray>
 #include <QByteArrayList>
 
 #include <cstdint>
 
-namespace {
-
 using tessary::ClaudeSubagentReading;
 using tessary::ClaudeTranscriptReading;
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));

@@ -4,23 +4,14 @@
 // crashing, a field found in a line is found the same in any longer line that begins with it (a
 // cut line still serves), and a line read twice changes nothing more.
 #include "modules/sessions/CodexSessionFileProvider.h"
+#include "support/FuzzCheck.h"
 
 #include <QByteArray>
 #include <QString>
 
 #include <cstdint>
 
-namespace {
-
 using tessary::CodexSessionFile::TailReading;
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));

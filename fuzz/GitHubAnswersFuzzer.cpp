@@ -1,16 +1,11 @@
 // GitHub's answers come from the network: any bytes at all. Every reader must give a value that
 // keeps its promises (https addresses only, counts in range, a wait of at most an hour) or refuse.
 #include "modules/github/GitHubApi.h"
+#include "support/FuzzCheck.h"
 
 #include <cstdint>
 
 namespace {
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
 
 bool isHttps(const std::optional<QUrl>& url) {
     return !url || url->scheme().compare(QLatin1StringView("https"), Qt::CaseInsensitive) == 0;

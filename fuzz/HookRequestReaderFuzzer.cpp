@@ -3,6 +3,7 @@
 // Each complete body is then read as the listener reads it, into a hook event.
 #include "modules/agents/hooks/HookEvent.h"
 #include "modules/agents/hooks/HookRequestReader.h"
+#include "support/FuzzCheck.h"
 
 #include <cstdint>
 #include <optional>
@@ -16,12 +17,6 @@ struct Outcome {
     std::optional<HookRequest> request;
     bool invalid = false;
 };
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
 
 void checkRequest(const HookRequest& request) {
     check(!request.json.contains(QLatin1StringView("tool_response")));

@@ -2,6 +2,7 @@
 // Installing the hooks over them must give valid JSON holding every hook, or refuse cleanly.
 #include "modules/agents/installers/AgentHookInstaller.h"
 #include "modules/agents/installers/HookSettingsDocument.h"
+#include "support/FuzzCheck.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,12 +13,6 @@
 namespace {
 
 using namespace tessary;
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
 
 // The editing rules on the parsed document: install is complete, stable and undone by removal.
 void checkDocument(const AgentHookInstaller& installer, const QJsonObject& root) {

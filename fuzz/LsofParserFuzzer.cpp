@@ -3,6 +3,7 @@
 #include "modules/localservices/DockerPortsParser.h"
 #include "modules/localservices/LogSourcePicker.h"
 #include "modules/localservices/LsofParser.h"
+#include "support/FuzzCheck.h"
 
 #include <cstdint>
 #include <set>
@@ -10,12 +11,6 @@
 namespace {
 
 using namespace tessary;
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
 
 void listeners(const QString& text) {
     const std::vector<LsofParser::Listener> found = LsofParser::parse(text);

@@ -2,22 +2,13 @@
 // have written. Besides not crashing: every terminal read has its folder and time, its session is
 // keyed by the handle, and it always has a title to show.
 #include "modules/sessions/OrcaSessionProvider.h"
+#include "support/FuzzCheck.h"
 
 #include <QByteArray>
 
 #include <cstdint>
 
-namespace {
-
 using tessary::OrcaSessionProvider;
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));

@@ -10,6 +10,7 @@
 #include "modules/agents/permissions/PlanReview.h"
 #include "modules/agents/permissions/TerminalApproval.h"
 #include "modules/agents/permissions/ToolCallFingerprint.h"
+#include "support/FuzzCheck.h"
 
 #include <QJsonDocument>
 
@@ -18,12 +19,6 @@
 namespace {
 
 using namespace tessary;
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
 
 // Compact JSON must read back as the same object.
 void checkBody(const QJsonObject& body) {

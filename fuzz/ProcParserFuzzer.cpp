@@ -4,6 +4,7 @@
 #include "modules/localservices/ProcNetParser.h"
 #include "modules/vitals/HostFigures.h"
 #include "modules/vitals/ProcParser.h"
+#include "support/FuzzCheck.h"
 
 #include <cmath>
 #include <cstdint>
@@ -11,12 +12,6 @@
 namespace {
 
 using namespace tessary;
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
 
 void machine(QByteArrayView text) {
     const auto ticks = ProcParser::cpuTicks(text);

@@ -4,6 +4,7 @@
 // and the backward search, with chunk boundaries anywhere, must agree with a plain reading of the
 // whole file.
 #include "modules/sessions/SessionFile.h"
+#include "support/FuzzCheck.h"
 
 #include <QByteArrayList>
 #include <QFile>
@@ -18,12 +19,6 @@ namespace {
 
 using tessary::SessionFile::scanBackwardInChunks;
 using tessary::SessionFile::tailLines;
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
 
 const QString& scratchFile() {
     static const QTemporaryDir folder;

@@ -1,22 +1,13 @@
 // What a jump reads from outside: tmux's pane list (any bytes a pane's terminal name can hold) and
 // environment values of other processes (Warp's focus link, kitty's and WezTerm's ids).
 #include "modules/agents/jump/SessionJumpRoutes.h"
+#include "support/FuzzCheck.h"
 
 #include <QRegularExpression>
 
 #include <cstdint>
 
-namespace {
-
 using namespace tessary;
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QString text = QString::fromUtf8(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));

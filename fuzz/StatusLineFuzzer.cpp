@@ -3,6 +3,7 @@
 #include "modules/agents/installers/HookSettingsDocument.h"
 #include "modules/agents/installers/StatusLineEnvelopeInstaller.h"
 #include "modules/agents/live/ClaudeStatusLineStore.h"
+#include "support/FuzzCheck.h"
 
 #include <QJsonDocument>
 
@@ -13,12 +14,6 @@ namespace {
 
 using namespace tessary;
 using Envelope = StatusLineEnvelopeInstaller;
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
 
 bool holdsEnvelope(const QJsonObject& settings) {
     for (const char* key : {Envelope::statusLineKey, Envelope::subagentStatusLineKey}) {

@@ -1,21 +1,14 @@
 // The agy tool's output can be anything: log lines, a cut answer, another version's fields, hostile
 // numbers. Besides not crashing, a report keeps its rules: every limit is a model family's weekly
 // one with a title, and a report comes only from an answer the reader calls an envelope.
+#include "../support/FuzzCheck.h"
 #include "modules/usage/antigravity/AntigravityUsageParser.h"
 
 #include <QByteArray>
 
 #include <cstdint>
 
-namespace {
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
-
-} // namespace
+namespace {} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));

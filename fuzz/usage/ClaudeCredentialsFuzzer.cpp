@@ -1,6 +1,7 @@
 // Claude Code's credentials file is the user's, written by another program, and may be cut short
 // or hold anything. Reading it gives a token fit for a header, or a problem; the file itself is
 // never changed.
+#include "../support/FuzzCheck.h"
 #include "platform/credentials/linux/ClaudeCredentialsFile.h"
 
 #include <QFile>
@@ -9,12 +10,6 @@
 #include <cstdint>
 
 namespace {
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
 
 const QString& scratchFile() {
     static const QTemporaryDir folder;

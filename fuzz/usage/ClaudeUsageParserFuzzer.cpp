@@ -1,21 +1,14 @@
 // The usage endpoint's answer comes from the network: any bytes at all. The parser must give a
 // report whose figures are in range, or refuse, and what it gives must pass through the limit
 // watch and the widget's presenter without harm.
+#include "../support/FuzzCheck.h"
 #include "modules/usage/ClaudeUsageParser.h"
 #include "modules/usage/UsageLimitWatch.h"
 #include "modules/usage/UsageWidgetPresenter.h"
 
 #include <cstdint>
 
-namespace {
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
-
-} // namespace
+namespace {} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace tessary;

@@ -1,6 +1,7 @@
 // Codex's rate limits come from its app-server's pipe and from lines of its session files: any
 // bytes at all. Both readers must give limits in range, or refuse, and what they give must pass
 // through the widget's presenter without harm.
+#include "../support/FuzzCheck.h"
 #include "modules/usage/UsageWidgetPresenter.h"
 #include "modules/usage/codex/CodexAppServerRateLimitParser.h"
 #include "modules/usage/codex/CodexRateLimitParser.h"
@@ -8,12 +9,6 @@
 #include <cstdint>
 
 namespace {
-
-void check(bool condition) {
-    if (!condition) {
-        __builtin_trap();
-    }
-}
 
 void checkReport(const tessary::UsageReport& report, const QDateTime& fetchedAt) {
     using namespace tessary;
