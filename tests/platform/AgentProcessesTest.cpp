@@ -219,9 +219,14 @@ void AgentProcessesTest::environmentValue() {
     environment.insert(u"TESSARY_EMPTY"_s, u""_s);
     environment.insert(u"PATH"_s, qEnvironmentVariable("PATH"));
     const qint32 pid = pidOf(children.start(u"sleep"_s, {u"30"_s}, {}, environment));
-    // Until the child has replaced itself with sleep, its environment is still the test's own.
+    // Until the child has replaced itself with sleep, its environment is still the test's own; and
+    // the kernel names the new executable a moment before it lays out the new environment.
     QVERIFY(QTest::qWaitFor(
-        [&] { return processes.executable(pid).value_or(QString()).endsWith(u"/sleep"_s); }, 5000));
+        [&] {
+            return processes.executable(pid).value_or(QString()).endsWith(u"/sleep"_s) &&
+                   processes.environmentValue(u"PATH"_s, pid).has_value();
+        },
+        5000));
     QCOMPARE(processes.environmentValue(u"TESSARY_PROBE"_s, pid), u"x y=z"_s);
     QCOMPARE(processes.environmentValue(u"TESSARY_EMPTY"_s, pid), u""_s);
     QVERIFY(!processes.environmentValue(u"TESSARY_ABSENT"_s, pid));
